@@ -1,0 +1,105 @@
+// Copying a whole file by way of two file handles, which it owns while it runs.
+#include <sys/stat.h>
+
+#include <cstdio>
+
+#include "compat/core/call_guard.h"
+#include "compat/core/handles.h"
+#include "nimboxi/errors.h"
+#include "nimboxi/files.h"
+#include "nimboxi/handles.h"
+
+namespace nimboxi {
+namespace {
+
+constexpr DWORD kPieceBytes = 65536;
+
+// One of the two files, closed at the end of the scope at the latest. May hold no file. Closing sets the last
+// error: close before that is set.
+class OpenFile {
+ public:
+  OpenFile(const char* name, DWORD access, DWORD disposition)
+      : handle_(CreateFile(name, access, 0, nullptr, disposition, 0, nullptr)) {}
+  ~OpenFile() { close(); }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  bool isOpen() const { return handle_ != INVALID_HANDLE_VALUE; }
+  HANDLE handle() const { return handle_; }
+  std::FILE* stream() const { return LookupFileHandle(handle_); }
+
+  // False when what was written last did not reach the disk.
+  bool close() {
+    if (!isOpen()) return true;
+    const bool closed = CloseHandle(handle_);
+    if (!closed) CloseHandle(handle_);  // the second one frees the handle
+    handle_ = INVALID_HANDLE_VALUE;
+    return closed;
+  }
+
+ private:
+  HANDLE handle_;
+};
+
+// Whether something stands there, also what cannot be opened. For that its last error is what counts.
+bool standsInTheWay(const char* newName) {
+  const OpenFile present(newName, GENERIC_READ, OPEN_EXISTING);
+  return present.isOpen() || GetLastError() != ERROR_FILE_NOT_FOUND;
+}
+
+bool isFileOf(const OpenFile& open, const char* name) {
+  struct stat opened, named;
+  return name != nullptr && fstat(fileno(open.stream()), &opened) == 0 && stat(name, &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+// Copies all bytes. Returns 0 or a last error.
+int32_t copyContents(const OpenFile& source, const OpenFile& target) {
+  char piece[kPieceBytes];
+  while (std::feof(source.stream()) == 0) {
+    DWORD size = 0;
+    ReadFile(source.handle(), piece, kPieceBytes, &size);
+    // Also a port's 0xFFFFFFFF bytes for a failed read.
+    if (size != kPieceBytes && std::feof(source.stream()) == 0) return ERROR_READ_FAULT;
+    if (!WriteFile(target.handle(), piece, size, nullptr)) return ERROR_WRITE_FAULT;
+  }
+  return ERROR_SUCCESS;
+}
+
+BOOL fail(int32_t error) {
+  SetLastError(error);
+  return FALSE;
+}
+
+}  // namespace
+}  // namespace nimboxi
+
+using namespace nimboxi;
+
+BOOL CopyFile(const char* existingName, const char* newName, BOOL failIfExists) {
+  CallGuard guard;
+  SetLastError(ERROR_SUCCESS);
+  if (failIfExists && standsInTheWay(newName)) return fail(ERROR_FILE_EXISTS);
+  const DWORD attributes = GetFileAttributes(existingName);
+  OpenFile source(existingName, GENERIC_READ, OPEN_EXISTING);
+  if (!source.isOpen()) return FALSE;
+  // Opening the new name empties it: a file copied onto itself would be lost.
+  if (isFileOf(source, newName)) {
+    source.close();
+    return fail(ERROR_GEN_FAILURE);
+  }
+  OpenFile target(newName, GENERIC_WRITE, CREATE_ALWAYS);
+  if (!target.isOpen()) {
+    const int32_t error = GetLastError();
+    source.close();
+    return fail(error);
+  }
+  const int32_t error = copyContents(source, target);
+  source.close();
+  // A full disk may show only when the last piece leaves the buffer.
+  const bool complete = target.close();
+  if (error != ERROR_SUCCESS) return fail(error);
+  if (!complete) return fail(ERROR_WRITE_FAULT);
+  SetFileAttributes(newName, attributes);
+  return TRUE;
+}

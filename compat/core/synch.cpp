@@ -1,0 +1,92 @@
+// Semaphores, threads and waits behind handles.
+#include <cerrno>
+#include <cstdlib>
+
+#include "compat/core/call_guard.h"
+#include "compat/core/handles.h"
+#include "nimboxi/errors.h"
+#include "nimboxi/synch.h"
+
+using namespace nimboxi;
+
+namespace {
+
+HANDLE fail(HandleRecord* record) {
+  std::free(record);
+  SetLastError(ERROR_GEN_FAILURE);
+  return nullptr;
+}
+
+bool waitForPlace(sem_t* semaphore) {
+  int result;
+  do {
+    result = sem_wait(semaphore);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+}  // namespace
+
+HANDLE CreateSemaphore(void* attributes, int32_t initialCount, int32_t /*maximumCount*/, const char* name) {
+  CallGuard guard;
+  if (attributes != nullptr || name != nullptr) return fail(nullptr);
+  HandleRecord* record = newHandle(kSemaphoreHandle);
+  if (record == nullptr ||
+      sem_init(&record->object.semaphore, 0, static_cast<unsigned int>(initialCount)) != 0) {
+    return fail(record);
+  }
+  SetLastError(ERROR_SUCCESS);
+  return record;
+}
+
+BOOL ReleaseSemaphore(HANDLE semaphore, int32_t /*releaseCount*/, int32_t* /*previousCount*/) {
+  CallGuard guard;
+  HandleRecord* record = findHandle(semaphore, kSemaphoreHandle);
+  // Required: one place, whatever the count says.
+  if (record == nullptr || sem_post(&record->object.semaphore) != 0) {
+    SetLastError(ERROR_GEN_FAILURE);
+    return FALSE;
+  }
+  SetLastError(ERROR_SUCCESS);
+  return TRUE;
+}
+
+HANDLE CreateThread(void* attributes, size_t stackSize, THREAD_START_ROUTINE startRoutine, void* parameter,
+                    DWORD creationFlags, uintptr_t* threadId) {
+  CallGuard guard;
+  if (attributes != nullptr || stackSize != 0 || startRoutine == nullptr) return fail(nullptr);
+  HandleRecord* record = newHandle(kThreadHandle);
+  if (record == nullptr || pthread_create(&record->object.thread, nullptr, startRoutine, parameter) != 0) {
+    return fail(record);
+  }
+  record->joinable = (creationFlags & CREATE_JOINABLE_THREAD) != 0;
+  if (threadId != nullptr) *threadId = static_cast<uintptr_t>(record->object.thread);
+  if (!record->joinable) pthread_detach(record->object.thread);
+  SetLastError(ERROR_SUCCESS);
+  return record;
+}
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+  CallGuard guard;
+  HandleRecord* semaphore = findHandle(handle, kSemaphoreHandle);
+  HandleRecord* thread = findHandle(handle, kThreadHandle);
+  if ((semaphore == nullptr && thread == nullptr) || milliseconds != INFINITE) {
+    SetLastError(ERROR_GEN_FAILURE);
+    return WAIT_FAILED;
+  }
+  // A thread is joined once, and not by itself; asking the system again about a thread that has gone is
+  // undefined.
+  bool mayJoin =
+      thread != nullptr && thread->joinable && !pthread_equal(thread->object.thread, pthread_self());
+  if (mayJoin) thread->joinable = false;
+  guard.leave();  // the holder of the semaphore needs the layer to release it
+  bool done = semaphore != nullptr ? waitForPlace(&semaphore->object.semaphore)
+                                   : mayJoin && pthread_join(thread->object.thread, nullptr) == 0;
+  if (done) {
+    SetLastError(ERROR_SUCCESS);
+    return WAIT_OBJECT_0;
+  }
+  guard.enter();
+  SetLastError(ERROR_GEN_FAILURE);
+  return WAIT_FAILED;
+}

@@ -1,0 +1,39 @@
+// Directory search by wildcard. A search belongs to the caller that opened it. Every call enters the call
+// guard, and sets last error 0 first.
+#pragma once
+
+#include "nimboxi/types.h"
+
+// One entry of a directory, as the searches fill it in.
+struct FindData {
+  DWORD attributes;       // as GetFileAttributes
+  uint64_t creationTime;  // of the last status change; all times in 100 ns since 1601-01-01 UTC
+  uint64_t lastAccessTime;
+  uint64_t lastWriteTime;
+  DWORD sizeHigh;  // both halves 0 for a directory
+  DWORD sizeLow;
+  DWORD reserved0;
+  DWORD reserved1;
+  char fileName[MAX_PATH_BYTES];
+  char alternateName[14];  // always empty
+};
+
+extern "C" {
+
+// Starts a search. The last component of `pattern` may hold '*' and '?'. The path of an existing directory
+// lists that directory, "." and ".." included, each entry with the directory's own attributes and times.
+// Otherwise names of one or two characters that begin with '.' are never found.
+// Returns a search handle that the caller ends with FindClose, and the first entry in `data`; or
+// INVALID_HANDLE_VALUE with last error 2 when nothing is found.
+HANDLE FindFirstFile(const char* pattern, FindData* data);
+
+// Gets the next entry. FALSE at the end with last error 0; FALSE with last error 2 for a handle of 0 or -1.
+BOOL FindNextFile(HANDLE search, FindData* data);
+
+// Ends a search. TRUE; FALSE with last error 31 for a handle of 0 or -1.
+BOOL FindClose(HANDLE search);
+
+// Whether `name` matches `pattern`: '?' is any one character, '*' any run up to the first occurrence of the
+// character behind it (no second try), and "*.*" every name.
+BOOL MatchWildcard(const char* pattern, const char* name, BOOL caseSensitive);
+}

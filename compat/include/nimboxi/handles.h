@@ -1,0 +1,38 @@
+// What all handles share: closing, and asking what they stand for. Every call enters the call guard.
+#pragma once
+
+#include <cstdio>
+
+#include "nimboxi/types.h"
+
+// What a file handle was opened on.
+inline constexpr DWORD DEVICE_FILE = 0;  // an ordinary file, not a device
+inline constexpr DWORD DEVICE_RS232 = 1;
+inline constexpr DWORD DEVICE_PARALLEL = 2;
+inline constexpr DWORD DEVICE_RS422 = 3;
+inline constexpr DWORD DEVICE_RS423 = 4;
+inline constexpr DWORD DEVICE_RS449 = 5;
+inline constexpr DWORD DEVICE_MODEM = 6;
+
+// What GetHandleDeviceType fills in.
+struct HandleDeviceType {
+  DWORD reserved;    // always 0
+  DWORD deviceType;  // one of the DEVICE_ values
+};
+
+extern "C" {
+
+// Closes the object and frees its handle. A serial port first drains its output, for at most the seconds that
+// "Delay" of section "Ports" of the layer profile says (120 without it), holding the call guard meanwhile.
+// Returns TRUE on success. Last error: 0; 31 for a bad handle, or when the object cannot be closed, in which
+// case the handle stays valid.
+BOOL CloseHandle(HANDLE handle);
+
+// The stdio stream of a file handle, owned by the handle; null with last error 31 for any other handle.
+// Leaves the last error alone on success.
+FILE* LookupFileHandle(HANDLE handle);
+
+// Fills `result` with the handle's device type, 0 for anything but a file handle (last error then 31).
+// Returns TRUE always.
+BOOL GetHandleDeviceType(HANDLE handle, HandleDeviceType* result);
+}

@@ -1,0 +1,40 @@
+// The layer's start and end, its call guard and its texts.
+#pragma once
+
+#include "nimboxi/modules.h"
+#include "nimboxi/types.h"
+
+inline constexpr int32_t LAYER_FONTS_FAILED =
+    3;  // LayerStartup: the font configuration cannot be initialised
+inline constexpr int32_t LOCALIZED_TEXT_COUNT = 135;
+
+extern "C" {
+
+// Starts the layer: once, first thing, before other threads use it. Reads the layer profile "nimboxi.ini" (in
+// the directory that NIMBOXIDIR names, else in the program's) and writes what is missing there.
+//   programPath       the command line's argument 0, exactly as given; null stands for the empty string
+//   resourceFunction  answers for the main module's resources; may be null
+//   runWithoutLock    0: the layer has its lock; else only one thread may use it
+// Returns 0, or LAYER_FONTS_FAILED after shutting itself down again.
+int32_t LayerStartup(const char* programPath, RESOURCE_FUNCTION resourceFunction, int32_t runWithoutLock);
+
+// Ends the layer: frees the texts, the libraries and the lock. Layer calls made afterwards, or under way in
+// other threads, still work and take no lock. A second call does nothing harmful.
+void LayerShutdown();
+
+// Enter and leave the call guard: one thread at a time is inside the layer. Calls nest. Blocks on the
+// outermost entry until the layer is free. The functions of the layer do this themselves.
+void EnterLayer();
+void LeaveLayer();
+
+// The layer's user-interface text number `index` + 1, 0 to 134; null outside. Owned by the layer, valid until
+// the text is set again or freed.
+const char* GetLocalizedText(int32_t index);
+const char* GetLocalizedTextByIndex(int32_t index);
+
+// Replaces a text by a copy; an index outside 0 to 134 or a null text is ignored.
+void SetLocalizedText(int32_t index, const char* text);
+
+// Frees all texts.
+void FreeLocalizedTexts();
+}

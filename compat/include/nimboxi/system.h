@@ -1,0 +1,56 @@
+// Questions about the machine, the environment and the time since start, and the event log.
+#pragma once
+
+#include "nimboxi/types.h"
+
+// What is known of the processor; all 0 when the system does not tell.
+struct SystemInfo {
+  DWORD processorType;     // 386, 486 or 586
+  DWORD processorCount;    // processors in use
+  WORD processorRevision;  // the "stepping" value
+  WORD processorLevel;     // 3, 4 or 5
+};
+
+extern "C" {
+
+// Milliseconds since LayerStartup in steps of 25, modulo 2^32. Right after the start it can be just below 0,
+// that is close to 2^32. Does not enter the call guard.
+DWORD GetTickCount();
+
+// Blocks for `milliseconds`; 0 returns at once, and a signal ends the wait. Does not enter the call guard.
+void Sleep(DWORD milliseconds);
+
+// Copies the value of an environment variable with its NUL when `size` bytes hold it.
+// Returns its length; or length + 1 with the buffer untouched when it does not fit or `buffer` is null; 0 for
+// a null name, or with last error 203 when the variable is not set.
+DWORD GetEnvironmentVariable(const char* name, char* buffer, DWORD size);
+
+// Sets an environment variable; a null value sets the empty string. Not safe while another thread reads the
+// environment outside the layer. Returns 1, or 0 for a null name or one the system refuses.
+BOOL SetEnvironmentVariable(const char* name, const char* value);
+
+// Copies what is known of the processor, gathered by the first call.
+void GetSystemInfo(SystemInfo* info);
+
+// The host's name. `size` holds the bytes of `buffer` and receives the name's length.
+// Returns 1; 0 with `size` unchanged when the name cannot be had.
+BOOL GetComputerName(char* buffer, DWORD* size);
+
+// The effective user's name. A name of exactly *size bytes is accepted, so `buffer` holds one byte more.
+// Returns 1 with the length in `size`; 0 when there is none or it is longer.
+BOOL GetUserName(char* buffer, DWORD* size);
+
+// The layer's setting "Version"; 4 unless the layer profile says otherwise. Does not enter the call guard.
+DWORD GetVersion();
+
+// Opens the system log under the name `source`, which must stay alive while the log is used. Returns 1. The
+// three event-log calls do not enter the call guard.
+HANDLE RegisterEventSource(const char* server, const char* source);
+
+// Writes the strings, one after another without separator, as one informational line. Returns TRUE.
+BOOL ReportEvent(HANDLE eventLog, WORD type, WORD category, DWORD eventId, void* userId, WORD stringCount,
+                 DWORD dataSize, const char* const* strings, const void* data);
+
+// Closes the system log. Returns TRUE.
+BOOL DeregisterEventSource(HANDLE eventLog);
+}

@@ -1,0 +1,35 @@
+// Counts the users of an object that may be retired while they use it; the last one out destroys it. A count
+// with static storage outlives its object, so that a user that comes too late is refused. A count inside its
+// object takes new users only from those that are users already.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace nimboxi {
+
+class UseCount {
+ public:
+  // Starts the object's life with its owner as the first user. Call only while the count is 0.
+  void open() { count_.store(1, std::memory_order_release); }
+
+  // Joins the users. False, and nothing to let go of, when the object is gone.
+  [[nodiscard]] bool tryUse() {
+    std::uint32_t count = count_.load(std::memory_order_acquire);
+    while (count != 0) {
+      if (count_.compare_exchange_weak(count, count + 1, std::memory_order_acquire,
+                                       std::memory_order_acquire)) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  // Leaves the users. True for exactly one caller, the last: it destroys the object.
+  [[nodiscard]] bool letGo() { return count_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+
+ private:
+  std::atomic<std::uint32_t> count_{0};
+};
+
+}  // namespace nimboxi

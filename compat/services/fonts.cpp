@@ -1,0 +1,26 @@
+// Starting and ending the font configuration library.
+#include "compat/services/fonts.h"
+
+#include <fontconfig/fontconfig.h>
+
+#include "nimboxi/layer.h"
+
+namespace nimboxi {
+
+namespace {
+
+bool fontsStarted GUARDED_BY(layerGuard) = false;
+
+}  // namespace
+
+int32_t startFonts() {
+  if (!fontsStarted) fontsStarted = FcInit() == FcTrue;
+  return fontsStarted ? 0 : LAYER_FONTS_FAILED;
+}
+
+void stopFonts() {
+  if (fontsStarted) FcFini();
+  fontsStarted = false;
+}
+
+}  // namespace nimboxi
