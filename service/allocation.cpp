@@ -1,0 +1,123 @@
+#include "service/allocation.h"
+
+#include <cstring>
+#include <string>
+
+#include "service/numbers.h"
+#include "service/reports.h"
+#include "service/settings.h"
+
+namespace nimbolsp {
+
+namespace {
+
+constexpr std::int16_t kFullLoad = 100;  // per cent; a server with so much is no candidate
+constexpr int kDetailLevel = 2;          // of the debug lines of this file
+
+constexpr const char* kPreferredText =
+    "Because multiple possible server candidates have been found, we prefer the least recently used "
+    "server (smallest allocation sequence number)";
+
+bool detailed() {
+  return settings().debugLevel >= kDetailLevel;
+}
+
+void detail(std::string_view text, const PoolServer* server) {
+  if (detailed()) debugLog(text, server->ipAddress, server->port);
+}
+
+void detailVisited(const PoolServer* server, int list) REQUIRES(poolGuard) {
+  if (!detailed()) return;
+  const std::string load = std::to_string(server->load) + "%";
+  detail("Server assigned to allocation list " + std::to_string(list) + " with load " + load, server);
+}
+
+void detailFound(int count) {
+  if (!detailed()) return;
+  debugLog("Found " + std::to_string(count) + " servers as possible candidates to take the request", 0, 0);
+}
+
+struct Candidates {
+  PoolServer* best = nullptr;  // the first of the least loaded
+  int count = 0;               // how many are as little loaded
+};
+
+// Finds the least loaded servers of a list and marks each with the search's sequence number.
+Candidates findCandidates(ServerPool* pool, int list) REQUIRES(poolGuard) {
+  Candidates found;
+  std::int16_t minimum = kFullLoad;
+  for (PoolServer* server = pool->allocationLists[list]; server != nullptr; server = server->next) {
+    detailVisited(server, list);
+    if (server->load < minimum) {
+      found = {server, 0};
+      minimum = server->load;
+    } else if (found.count == 0 || server->load != minimum) {
+      continue;
+    }
+    ++found.count;
+    server->candidateMark = pool->allocationSequence;
+  }
+  detailFound(found.count);
+  return found;
+}
+
+// Of several candidates the one handed out longest ago; the first of them when that is equal.
+PoolServer* leastRecent(ServerPool* pool, PoolServer* best) REQUIRES(poolGuard) {
+  PoolServer* chosen = best;
+  for (PoolServer* server = best->next; server != nullptr; server = server->next) {
+    if (server->candidateMark != pool->allocationSequence) continue;
+    if (server->lastAllocation >= chosen->lastAllocation) continue;
+    detail(kPreferredText, server);
+    chosen = server;
+  }
+  return chosen;
+}
+
+// The search: the lowest list with a candidate wins, whatever the loads in later lists. Null when no list has
+// a server below 100 %.
+PoolServer* searchLists(ServerPool* pool) REQUIRES(poolGuard) {
+  for (int list = 0; list < kAllocationLists; ++list) {
+    const Candidates found = findCandidates(pool, list);
+    if (found.count == 1) return found.best;
+    if (found.count > 1) return leastRecent(pool, found.best);
+  }
+  return nullptr;
+}
+
+// Some server when all are full or withheld: the one filed most recently. Null for a pool without any.
+PoolServer* anyServer(ServerPool* pool) REQUIRES(poolGuard) {
+  for (PoolServer* head : pool->allocationLists) {
+    if (head != nullptr) return head;
+  }
+  return pool->unallocatedList;
+}
+
+// Counts the request at once, so that a burst spreads before the next poll brings fresh figures.
+void countRequest(ServerPool* pool, PoolServer* chosen) REQUIRES(poolGuard) {
+  Statistics& statistics = chosen->statistics;
+  statistics.loadUsed = wrapAdd(statistics.loadUsed, 1);
+  if (statistics.loadLimit != 0) chosen->load = loadPercent(statistics.loadUsed, statistics.loadLimit);
+  chosen->lastAllocation = pool->allocationSequence;
+}
+
+}  // namespace
+
+std::int32_t allocateServer(ServerPool* pool, char* replyBuffer) {
+  PoolHold hold(pool);
+  PoolServer* chosen = searchLists(pool);
+  if (chosen != nullptr) {
+    detail("This server will be allocated to handle this request", chosen);
+    countRequest(pool, chosen);
+  }
+  pool->allocationSequence = wrapAdd(pool->allocationSequence, 1);
+  if (chosen == nullptr) {
+    chosen = anyServer(pool);
+    if (chosen == nullptr) return 0;
+    detail("Failed to allocate the least busy server so we will allocate any server to handle the request",
+           chosen);
+  }
+  std::memcpy(replyBuffer, chosen->address, static_cast<std::size_t>(chosen->addressLength) + 1);
+  return chosen->addressLength;
+}
+
+}  // namespace nimbolsp

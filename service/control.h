@@ -1,0 +1,12 @@
+// The commands that start and stop a service from the command line.
+#pragma once
+
+namespace nimbolsp {
+
+// Launches a copy of the program in the background with the run keyword. False when it cannot be launched.
+bool startProcess(const char* runKeyword);
+
+// Tells the service that runs on this machine to stop, and reports what went wrong. False when it did not.
+bool stopProcess();
+
+}  // namespace nimbolsp

@@ -1,0 +1,57 @@
+// The log file: opened, cut back, appended to and closed for every report, under the process-wide log lock.
+// Owns the log lock. Lock order: a pool's lock, then the log lock, never the reverse.
+#pragma once
+
+#include <cstdio>
+#include <string_view>
+
+#include "nimboxi/thread_annotations.h"
+#include "service/semaphore_lock.h"
+
+namespace nimbolsp {
+
+// Serialises all access to the log file and the terminal.
+extern SemaphoreLock logLock;
+
+// Creates the log lock: first thing in main, before anything can be reported.
+void createLogLock();
+
+// From here on only the calling thread reports; what other threads report is dropped.
+void silenceOtherThreads();
+
+// Main's last word on the log. A thread that is still on its way to a report keeps the lock until it has
+// left.
+void closeLogLock();
+
+// One report. Holds the log lock from construction to the end of the scope.
+class SCOPED_CAPABILITY LogWriter {
+ public:
+  enum Echo { kEcho, kNoEcho };
+
+  LogWriter() ACQUIRE(logLock);
+  ~LogWriter() RELEASE();
+  LogWriter(const LogWriter&) = delete;
+  LogWriter& operator=(const LogWriter&) = delete;
+
+  // Writes a text to the terminal (unless kNoEcho or quiet mode) and to the file, in the file behind a
+  // timestamp when a line begins.
+  void writeText(std::string_view text, Echo echo = kEcho);
+
+  // Writes a character to both likewise; a newline ends the line.
+  void writeChar(char ch, Echo echo = kEcho);
+
+  // Writes to the terminal alone, unless quiet mode.
+  void writeTerminal(std::string_view text);
+
+ private:
+  void openLog();
+  void trim();
+  void closeLog();
+
+  bool mayReport_ = false;  // false once other threads are silenced, and after closeLogLock
+  bool holdsLock_ = false;
+  std::FILE* file_ = nullptr;  // null when the file could not be opened
+  bool atLineStart_ = true;    // the next text begins a line of the file
+};
+
+}  // namespace nimbolsp

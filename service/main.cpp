@@ -1,0 +1,79 @@
+// The program: the order of its start and its end, and its commands; nothing else.
+#include <csignal>
+#include <cstdio>
+#include <string>
+
+#include "nimboxi/layer.h"
+#include "nimboxi/text.h"
+#include "service/control.h"
+#include "service/listener.h"
+#include "service/log_file.h"
+#include "service/reports.h"
+#include "service/resource_function.h"
+#include "service/server_pool.h"
+#include "service/settings.h"
+#include "service/standard_descriptors.h"
+#include "service/string_table.h"
+
+namespace nimbolsp {
+namespace {
+
+std::string keyword(std::uint32_t id) {
+  char text[256] = "";
+  LoadString(MAIN_MODULE_HANDLE, id, text, sizeof text);
+  return text;
+}
+
+// Carries out the command of the one argument, which is folded to upper case. True when the service ran.
+bool dispatch(char* argument) {
+  const std::string command = CharUpper(argument);
+  if (command == keyword(kStringStart)) {
+    if (!startProcess(keyword(kStringRun).c_str())) logMessage(kStringStartFailed);
+  } else if (command == keyword(kStringStop)) {
+    if (!stopProcess()) logMessage(kStringStopFailed);
+  } else if (command == keyword(kStringRun)) {
+    runService();
+    return true;
+  } else {
+    printUsage();
+  }
+  return false;
+}
+
+// 1. The log lock, before anything can be reported.
+// 2. The layer, the names of the files, the settings.
+// 3. The command.
+// 4. The end of the pools, without waiting for their threads; from here on only this thread reports.
+// 5. The last line, the log, the layer.
+int run(int argc, char** argv) {
+  createLogLock();
+  const char* programPath = argc > 0 ? argv[0] : "";
+  LayerStartup(programPath, OSresFunc, 0);
+  nameFiles(programPath, argc > 1 ? argv[1] : "-bad");
+  readSettings();
+  debugLog("Debug is ON", 0, settings().debugLevel);
+
+  bool ran = false;
+  if (argc == 2) {
+    ran = dispatch(argv[1]);
+  } else {
+    printUsage();
+  }
+
+  destroyAllPools();
+  silenceOtherThreads();
+  if (ran) reportStatus(kStringStopped);
+  closeLogLock();
+  LayerShutdown();
+  return 0;
+}
+
+}  // namespace
+}  // namespace nimbolsp
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);  // a client that has gone costs nothing
+  nimbolsp::openStandardDescriptors();
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // also into a pipe or a journal, line by line
+  return nimbolsp::run(argc, argv);
+}

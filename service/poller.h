@@ -1,0 +1,17 @@
+// The polling thread of a server: once per interval it asks the server for its load and files it accordingly.
+#pragma once
+
+#include "service/server_pool.h"
+
+namespace nimbolsp {
+
+// Starts the polling thread of a server, which uses the pool until it ends. False when it cannot be started.
+bool startPolling(PoolServer* server);
+
+// One poll: withholds the server, asks it, and after a good reply stores the statistics and places it.
+void pollServer(PoolServer* server);
+
+// Stores a good reply and files the server into its allocation list.
+void storeReply(PoolServer* server, const PollReply& reply);
+
+}  // namespace nimbolsp

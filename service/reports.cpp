@@ -1,0 +1,72 @@
+#include "service/reports.h"
+
+#include <netinet/in.h>
+
+#include "nimboxi/modules.h"
+#include "service/settings.h"
+#include "service/string_table.h"
+
+namespace nimbolsp {
+
+namespace {
+
+std::string message(std::uint32_t id) {
+  char text[256] = "";
+  LoadString(MAIN_MODULE_HANDLE, id, text, sizeof text);
+  return text;
+}
+
+std::string dottedAddress(std::uint32_t networkOrder) {
+  const std::uint32_t address = ntohl(networkOrder);
+  std::string text = std::to_string(address >> 24);
+  for (int shift = 16; shift >= 0; shift -= 8) text += "." + std::to_string(address >> shift & 0xFF);
+  return text;
+}
+
+}  // namespace
+
+void logMessage(std::uint32_t id) {
+  logText(message(id));
+}
+
+void logText(std::string_view text) {
+  LogWriter writer;
+  writer.writeText(text);
+  writer.writeChar('\n');
+}
+
+void reportStatus(std::uint32_t id) {
+  const std::string text = message(id);
+  if (settings().runningAsService) return;
+  const std::string title = message(kStringTitle);
+  LogWriter writer;
+  writer.writeTerminal(title + ": " + text + "\n");
+  writer.writeText(text, LogWriter::kNoEcho);
+  writer.writeChar('\n', LogWriter::kNoEcho);
+}
+
+std::string debugLine(std::string_view text, std::uint32_t ipAddress, std::int32_t port) {
+  std::string line = "[ DEBUG ] ";
+  if (port != 0) {
+    line += "[ ";
+    if (ipAddress != 0) line += dottedAddress(ipAddress) + ":";
+    line += std::to_string(port) + " ] ";
+  }
+  return line.append(text);
+}
+
+void debugLog(std::string_view text, std::uint32_t ipAddress, std::int32_t port) {
+  if (settings().debugLevel == 0) return;
+  logText(debugLine(text, ipAddress, port));
+}
+
+void printUsage() {
+  LogWriter writer;
+  // Required: the install and uninstall lines behind these three are never shown.
+  for (std::uint32_t id = kStringUsageTitle; id < kStringUsageInstall; ++id) {
+    writer.writeText(message(id));
+    writer.writeChar('\n');
+  }
+}
+
+}  // namespace nimbolsp

@@ -1,0 +1,124 @@
+// Pools and their servers: the records, the list of pools, the lists of a pool and the lock that guards them.
+// A pool lives as long as the list of pools or one of its polling threads uses it.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "nimboxi/thread_annotations.h"
+#include "nimboxi/types.h"
+#include "nimboxi/use_count.h"
+#include "service/log_file.h"
+#include "service/poll_protocol.h"
+#include "service/semaphore_lock.h"
+
+namespace nimbolsp {
+
+struct PoolServer;
+
+// Names the lock of the pool in hand to the compiler's analysis, which cannot tell that a server found in a
+// pool's list is of that pool; no thread ever holds two pools' locks. It holds nothing itself.
+class CAPABILITY("pool lock") PoolGuard {};
+extern PoolGuard poolGuard ACQUIRED_BEFORE(logLock);
+
+inline constexpr int kAllocationLists = 10;
+inline constexpr std::size_t kNameSize = 256;  // a pool's name or a server's text, with its NUL
+
+struct ServerPool {
+  // Constant once the loader has filled the pool.
+  ServerPool* next = nullptr;  // in `poolList`
+  char name[kNameSize] = {};   // in upper case
+  std::int32_t nameLength = 0;
+  std::int16_t serverCount = 0;
+  std::unique_ptr<PoolServer[]> servers;  // in the order of the profile
+  std::int32_t pollInterval = 0;          // milliseconds
+  PollRequest pollRequest{};
+
+  nimboxi::UseCount users;  // the list of pools, and every polling thread
+
+  // Guards the lists and the servers' state. Order: a pool's lock, then the log lock; never two pools' locks,
+  // and none during network calls or sleeps.
+  SemaphoreLock lock;
+  std::int32_t allocationSequence GUARDED_BY(poolGuard) = 1;  // one more with every allocation attempt
+  PoolServer* allocationLists[kAllocationLists] GUARDED_BY(poolGuard) = {};
+  PoolServer* unallocatedList GUARDED_BY(poolGuard) = nullptr;  // being polled, or failed the last poll
+
+  ServerPool();
+  ~ServerPool();
+};
+
+struct PoolServer {
+  // Constant once the loader has filled the server and before its thread starts; `thread` is main's alone.
+  ServerPool* pool = nullptr;
+  char address[kNameSize] = {};  // the text as configured, which front ends are given
+  std::int32_t addressLength = 0;
+  std::uint32_t ipAddress = 0;  // network order; 0 for 127.0.0.1
+  std::int32_t port = 0;
+  HANDLE thread = nullptr;
+
+  // Set and cleared by the server's own thread alone, under the lock; that thread reads it without.
+  std::atomic<bool> unavailable{false};
+
+  PoolServer* next GUARDED_BY(poolGuard) = nullptr;  // in the one list that holds the server
+  Statistics statistics GUARDED_BY(poolGuard);       // of the last good reply; `loadUsed` counts allocations
+  std::int16_t load GUARDED_BY(poolGuard) = 0;       // per cent
+  std::int16_t listIndex GUARDED_BY(poolGuard) = 0;  // 0 to 9; -1 for the unallocated list
+  std::int32_t lastAllocation GUARDED_BY(poolGuard) = 0;  // sequence number; 0 before any
+  std::int32_t candidateMark GUARDED_BY(poolGuard) = 0;   // sequence number of the search that marked it
+
+  ~PoolServer();
+};
+
+// Holds a pool's lock to the end of the scope. Blocks until it is free.
+class SCOPED_CAPABILITY PoolHold {
+ public:
+  explicit PoolHold(ServerPool* pool) ACQUIRE(poolGuard) EXCLUDES(logLock) NO_THREAD_SAFETY_ANALYSIS
+      : lock_(pool->lock) {
+    lock_.take();
+  }
+  ~PoolHold() RELEASE() NO_THREAD_SAFETY_ANALYSIS { lock_.release(); }
+  PoolHold(const PoolHold&) = delete;
+  PoolHold& operator=(const PoolHold&) = delete;
+
+ private:
+  SemaphoreLock& lock_;
+};
+
+// All pools, newest first. The main thread's alone.
+extern ServerPool* poolList;
+
+// Set once, when the pools are torn down; polling threads read it between polls.
+extern std::atomic<bool> stopPolling;
+
+// Creates a pool with `serverCount` servers, all zero, and puts it at the head of `poolList`.
+//   name          cut to 255 characters and converted to upper case
+//   pollInterval  milliseconds
+ServerPool* createPool(const char* name, std::int16_t serverCount, std::int32_t pollInterval);
+
+// Ends one use of a pool; the last one destroys it.
+void letGoOfPool(ServerPool* pool);
+
+// Tells the polling threads to stop and lets go of all pools, without waiting for the threads.
+void destroyAllPools();
+
+// The pool with a name, which is converted to upper case in place; null when there is none.
+ServerPool* findPool(char* name, std::size_t length);
+
+// Unlinks an item from a list and returns what followed it; null, and nothing changed, when it is not in it.
+PoolServer* unlinkFromList(PoolServer** head, PoolServer* item) REQUIRES(poolGuard);
+
+// Takes a server out of its allocation list; `listIndex` becomes -1.
+void removeFromList(ServerPool* pool, PoolServer* server) REQUIRES(poolGuard);
+
+// Withholds a server from allocation: moves it to the unallocated list. Does nothing for one that is already.
+void markUnavailable(PoolServer* server) EXCLUDES(logLock);
+
+// Files a server into the allocation list that its statistics call for.
+void placeServer(ServerPool* pool, PoolServer* server) REQUIRES(poolGuard) EXCLUDES(logLock);
+
+// Puts a server at the head of a list.
+void pushToList(PoolServer** head, PoolServer* server) REQUIRES(poolGuard);
+
+}  // namespace nimbolsp
