@@ -1,0 +1,45 @@
+// Who answered how often, and how that is shown. Pure.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace nimbolsp::tools {
+
+class AnswerCount {
+ public:
+  // Counts an answer: the text of the server that the service chose; empty for no server.
+  void add(const std::string& server);
+
+  // Counts a visit to that server that failed.
+  void addFailedVisit(const std::string& server);
+
+  // Answers in all, and those without a server.
+  std::uint64_t total() const { return total_; }
+  std::uint64_t withoutServer() const;
+  std::uint64_t failedVisits() const { return failedVisits_; }
+
+  // A table with shares in per cent, most answers first; equal counts by the server's text.
+  //   withVisits  adds the column of failed visits
+  std::string table(bool withVisits) const;
+
+  // The same as lines "COUNT ADDRESS".
+  std::string plainLines() const;
+
+ private:
+  struct Counts {
+    std::uint64_t answers = 0;
+    std::uint64_t failedVisits = 0;
+  };
+
+  std::map<std::string, Counts> servers_;
+  std::uint64_t total_ = 0;
+  std::uint64_t failedVisits_ = 0;
+};
+
+// How many of `count` requests client number `index` of `clients` makes: equal shares, the first ones one
+// more.
+std::int64_t shareOf(std::int64_t count, std::int32_t clients, std::int32_t index);
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,159 @@
+#include "tools/ask.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+
+#include "service/pool_loader.h"
+#include "service/request_protocol.h"
+#include "service/tcp_socket.h"
+#include "tools/descriptor.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPatienceAfterStop{300};
+constexpr timeval kVisitLimit{5, 0};
+
+// What the clients of one ask() share. It outlives ask() where a client is left behind.
+struct Round {
+  explicit Round(const AskOptions& given)
+      : options(given), changed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), running(given.clients) {}
+
+  const AskOptions options;
+  const Descriptor changed;  // readable once the clients have ended, or stop because one failed
+
+  std::mutex mutex;  // guards what follows
+  std::condition_variable stopOrEnd;
+  bool stopping = false;
+  std::int32_t running;
+  AskOutcome outcome;
+};
+
+void tell(const Round& round) {
+  eventfd_write(round.changed.get(), 1);
+}
+
+// The text of the server that the service gives, empty for none. Nothing, and `failure`, when it gives no
+// answer.
+std::optional<std::string> requestServer(const AskOptions& options, std::string& failure) {
+  const std::string service = options.host + ":" + std::to_string(options.port & 0xFFFF);
+  TcpSocket socket;
+  socket.create();
+  if (!socket.connectToHost(options.host.c_str(), options.port)) {
+    failure = "cannot connect to " + service + ": " + std::strerror(errno);
+    return std::nullopt;
+  }
+  std::string request{static_cast<char>(kServerRequest), static_cast<char>(options.pool.size())};
+  request += options.pool;
+  MessageHeader answer{};
+  if (!socket.sendAll(request.data(), request.size()) || !socket.receiveExactly(&answer, kHeaderSize)) {
+    failure = service + " closed the connection without an answer";
+    return std::nullopt;
+  }
+  std::string server(answer.length, '\0');
+  if (answer.type != kServerAnswer || !socket.receiveExactly(server.data(), server.size())) {
+    failure = service + " sent something that is no answer";
+    return std::nullopt;
+  }
+  socket.orderlyClose();
+  return server;
+}
+
+// Brings a request to the server of an answer, as far as its service can tell: connects and closes.
+bool visitServer(const std::string& server) {
+  const ServerEndpoint endpoint = parseServerEntry(server);
+  TcpSocket socket;
+  socket.create();
+  setsockopt(socket.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &kVisitLimit, sizeof kVisitLimit);  // connects too
+  return socket.connectToAddress(endpoint.ipAddress, endpoint.port) && socket.orderlyClose();
+}
+
+void recordFailure(Round& round, const std::string& failure) {
+  std::lock_guard hold(round.mutex);
+  if (!round.stopping) round.outcome.failure = failure;
+  round.stopping = true;
+  round.stopOrEnd.notify_all();
+  tell(round);
+}
+
+// Waits the interval, or until all stop. False when the client is to stop.
+bool pauseBetween(Round& round) {
+  std::unique_lock hold(round.mutex);
+  round.stopOrEnd.wait_for(hold, round.options.interval, [&round] { return round.stopping; });
+  return !round.stopping;
+}
+
+// One request, its visit, their count. False when the service gave no answer.
+bool askOnce(Round& round) {
+  std::string failure;
+  const std::optional<std::string> server = requestServer(round.options, failure);
+  if (!server) {
+    recordFailure(round, failure);
+    return false;
+  }
+  const bool visitFailed = round.options.visit && !server->empty() && !visitServer(*server);
+  std::lock_guard hold(round.mutex);
+  round.outcome.answers.add(*server);
+  if (visitFailed) round.outcome.answers.addFailedVisit(*server);
+  return true;
+}
+
+void runClient(const std::shared_ptr<Round>& round, std::int64_t count) {
+  const bool endless = round->options.count == 0;
+  for (std::int64_t i = 0; endless || i < count; ++i) {
+    if (i > 0 && !pauseBetween(*round)) break;
+    if (!askOnce(*round)) break;
+  }
+  std::lock_guard hold(round->mutex);
+  if (--round->running > 0) return;
+  round->stopOrEnd.notify_all();
+  tell(*round);
+}
+
+void startClients(const std::shared_ptr<Round>& round) {
+  const AskOptions& options = round->options;
+  for (std::int32_t i = 0; i < options.clients; ++i) {
+    try {
+      std::thread(runClient, round, shareOf(options.count, options.clients, i)).detach();
+    } catch (const std::system_error& error) {
+      recordFailure(*round, "cannot start " + std::to_string(options.clients) + " clients: " + error.what());
+      std::lock_guard hold(round->mutex);
+      round->running -= options.clients - i;
+      return;
+    }
+  }
+}
+
+// Until the clients have ended or stop because one failed, or the stop comes.
+void waitForChange(const Round& round, int stopDescriptor) {
+  pollfd watched[] = {{round.changed.get(), POLLIN, 0}, {stopDescriptor, POLLIN, 0}};
+  while (poll(watched, std::size(watched), -1) < 0 && errno == EINTR) {
+  }
+}
+
+}  // namespace
+
+AskOutcome ask(const AskOptions& options, int stopDescriptor) {
+  const auto round = std::make_shared<Round>(options);
+  if (round->changed.get() < 0) return {{}, std::string("eventfd: ") + std::strerror(errno)};
+  startClients(round);
+  waitForChange(*round, stopDescriptor);
+  std::unique_lock hold(round->mutex);
+  round->stopping = true;
+  round->stopOrEnd.notify_all();
+  round->stopOrEnd.wait_for(hold, kPatienceAfterStop, [&round] { return round->running == 0; });
+  return round->outcome;
+}
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,32 @@
+// The front end: asks the service for a server of a pool, from any number of threads, and counts the answers.
+// Each request has a connection of its own, as the service wants it.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "tools/answer_count.h"
+
+namespace nimbolsp::tools {
+
+struct AskOptions {
+  std::string pool;                       // at most kMaximumBodySize bytes
+  std::int64_t count = 1;                 // of all clients together; 0: until stopped
+  std::string host = "127.0.0.1";         // dotted
+  std::int32_t port = 0;                  // the low 16 bits count
+  bool visit = false;                     // bring a request to the server of every answer: connect and close
+  std::int32_t clients = 1;               // threads
+  std::chrono::milliseconds interval{0};  // between two requests of one client
+};
+
+struct AskOutcome {
+  AnswerCount answers;
+  std::string failure;  // why the service could not be asked any more; empty when it could
+};
+
+// Asks until every request is answered, one of them fails, or `stopDescriptor` (-1: none) becomes readable. A
+// client that the service leaves waiting after a stop is left behind. A visit gives up after five seconds.
+AskOutcome ask(const AskOptions& options, int stopDescriptor);
+
+}  // namespace nimbolsp::tools

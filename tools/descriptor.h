@@ -1,0 +1,30 @@
+// A file descriptor that closes with its scope.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace nimbolsp::tools {
+
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
+  ~Descriptor() {
+    if (descriptor_ >= 0) close(descriptor_);
+  }
+
+  // The number; negative when nothing is open.
+  int get() const { return descriptor_; }
+
+ private:
+  int descriptor_ = -1;
+};
+
+}  // namespace nimbolsp::tools
