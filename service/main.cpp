@@ -6,13 +6,13 @@
 #include "nimboxi/layer.h"
 #include "nimboxi/text.h"
 #include "service/control.h"
+#include "service/descriptors.h"
 #include "service/listener.h"
 #include "service/log_file.h"
 #include "service/reports.h"
 #include "service/resource_function.h"
 #include "service/server_pool.h"
 #include "service/settings.h"
-#include "service/standard_descriptors.h"
 #include "service/string_table.h"
 
 namespace nimbolsp {
@@ -74,6 +74,7 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // a client that has gone costs nothing
   nimbolsp::openStandardDescriptors();
+  nimbolsp::raiseDescriptorLimit();
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // also into a pipe or a journal, line by line
   return nimbolsp::run(argc, argv);
 }

@@ -1,7 +1,6 @@
 // The companion program's command line: its sub-commands, their options, help and exit statuses; nothing
 // else.
 #include <arpa/inet.h>
-#include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -15,10 +14,10 @@
 #include <string>
 #include <vector>
 
+#include "service/descriptors.h"
 #include "service/pool_loader.h"
 #include "service/request_protocol.h"
 #include "service/settings.h"
-#include "service/standard_descriptors.h"
 #include "tools/ask.h"
 #include "tools/descriptor.h"
 #include "tools/server_options.h"
@@ -34,7 +33,6 @@ constexpr int kPortNotBound = 1;      // simulate
 constexpr int kNoServerAnswered = 1;  // ask
 constexpr int kServiceFailed = 3;     // ask
 
-constexpr rlim_t kWantedDescriptors = 65536;
 constexpr std::int32_t kMaximumServers = 10000;
 constexpr std::int32_t kMaximumClients = 1000;
 constexpr double kLongestRun = 1e9;  // seconds
@@ -84,14 +82,6 @@ Descriptor catchStopSignals() {
   sigaddset(&stop, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stop, nullptr);
   return Descriptor(signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK));
-}
-
-// A server needs a descriptor, and so does every connection.
-void raiseDescriptorLimit() {
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-  limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, kWantedDescriptors));
-  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 std::vector<ServerOptions> serversOf(const SimulateLine& line) {

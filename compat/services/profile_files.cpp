@@ -86,6 +86,8 @@ const ProfileCache* readCached(const char* path) REQUIRES(layerGuard) {
   if (profileCache != nullptr && profileCache->path == path) return profileCache;
   dropCache();
   FileContents contents = readProfileFile(path);
+  // Opening a file whose name looks like a port's reads the layer profile, which is then the one in the cache.
+  dropCache();
   if (contents.block == nullptr) return nullptr;
   try {
     profileCache = new ProfileCache(path, std::move(contents));
@@ -216,6 +218,7 @@ BOOL WritePrivateProfileString(const char* section, const char* key, const char*
   const ProfileCut cut = cutProfile(contents.bytes(), section, key);
   HANDLE file = CreateFile(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                            CREATE_ALWAYS, 0, nullptr);
+  dropCache();  // opening a file whose name looks like a port's reads the layer profile
   if (file == INVALID_HANDLE_VALUE) return FALSE;
   const bool written = writeProfile(file, cut, contents.size > 0, section, key, value);
   CloseHandle(file);

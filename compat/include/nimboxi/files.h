@@ -82,7 +82,8 @@ BOOL UnlockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow,
 
 // Copies a file with its attributes.
 //   failIfExists  TRUE: an existing `newName` is left alone, last error 80
-// Returns TRUE on success. Last error: 30 for a short read, 29 for a short write, else as CreateFile's.
+// Returns TRUE on success. Last error: 30 for a short read, 29 for a short write, 31 when both names
+// stand for one file, which is left alone; else as CreateFile's.
 BOOL CopyFile(const char* existingName, const char* newName, BOOL failIfExists);
 
 // TRUE when a directory search for `fileName` finds something (wildcards and hidden names:
