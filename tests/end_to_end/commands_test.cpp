@@ -1,0 +1,149 @@
+// The commands of the real program: what they print, which log they write, and that every end is status 0.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "tests/support/daemon_process.h"
+
+namespace {
+
+const std::string kUsage =
+    "The Nimbo Load Sharing Process:\n"
+    "To start the process: nimbolsp -start\n"
+    "To stop the process: nimbolsp -stop\n";
+const std::string kTitle = "Nimbo Web Client Load Sharing Process: ";
+const std::string kPools = "Pool1=Web\r\n";
+const std::string kWeb = "\r\n[Web]\r\nServer1=5912\r\nPollTimer=3600\r\n";
+const std::string kLifeInLog = "Process started\nProcess stopping\nProcess stopped\n";
+const std::string kUnreached = "Failed to connect to load sharing process\nCould not stop process\n";
+
+class CommandsTest : public testing::Test {
+ protected:
+  DaemonProcess program_{NIMBOLSP_PROGRAM};
+};
+
+TEST_F(CommandsTest, OutputAndLog) {
+  const struct {
+    const char* name;
+    std::vector<std::string> arguments;
+    std::string output;
+    const char* log;  // the command word of its name
+  } cases[] = {
+      {"no argument", {}, kUsage, "-bad"},
+      {"an empty argument", {""}, kUsage, ""},
+      {"a word and a blank", {"-run "}, kUsage, "-run "},
+      {"two arguments", {"-run", "extra"}, kUsage, "-run"},
+      {"stop in another case, without a service", {"-sToP"}, kUnreached, "-sToP"},
+      {"start", {"-start"}, "Could not start process\n", "-start"},
+  };
+  program_.writeProfile("");
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(program_.run(row.arguments), 0);
+    EXPECT_EQ(program_.output(), row.output);
+    EXPECT_EQ(program_.log(row.log), row.output);
+    std::filesystem::remove(program_.folder().file("nimbolsp" + std::string(row.log) + ".log"));
+  }
+}
+
+TEST_F(CommandsTest, RunThatCannotServeTellsWhy) {
+  const struct {
+    std::string profile, message;
+  } cases[] = {
+      {"[Setup]\r\nPort=http\r\n" + kPools + kWeb, "Could not read port number from nimbolsp.ini\n"},
+      {"[Setup]\r\nPort=1\r\nPool2=Web\r\n" + kWeb, "No server pools defined in nimbolsp.ini\n"},
+      {"[Setup]\r\nPort=1\r\n" + kPools + "Pool2=Mail\r\n" + kWeb,
+       "Each server pool must contain at least one server\n"},
+      {"[Setup]\r\nPort=" + std::to_string(program_.port()) + "\r\n" + kPools + kWeb,
+       "Failed to bind or listen on port\n"},
+  };
+  const Descriptor taken(bindPort(program_.port()));
+  listen(taken.number(), 1);
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.message);
+    program_.folder().write("nimbolsp.ini", row.profile);
+    EXPECT_EQ(program_.run({"-run"}), 0);
+    EXPECT_EQ(program_.output(), kTitle + row.message + kTitle + "Process stopped\n");
+    EXPECT_TRUE(program_.log().ends_with(row.message + "Process stopped\n"));
+  }
+}
+
+TEST_F(CommandsTest, StopEndsARunningServiceWhoseQuietModeLeavesTheLog) {
+  program_.writeProfile(kPools + "QuietMode=1\r\n", kWeb);
+  ASSERT_TRUE(program_.startService("-RuN"));
+  DaemonProcess stopper(NIMBOLSP_PROGRAM);
+  stopper.folder().write("nimbolsp.ini", "[Setup]\nPort=" + std::to_string(program_.port()) + "\n");
+  EXPECT_EQ(stopper.run({"-stop"}), 0);
+  EXPECT_EQ(stopper.output(), "");
+  EXPECT_FALSE(std::filesystem::exists(stopper.folder().file("nimbolsp-stop.log")));
+  EXPECT_EQ(program_.wait(), 0);
+  EXPECT_EQ(program_.output(), "");
+  EXPECT_EQ(program_.log("-RuN"), kLifeInLog);
+}
+
+TEST_F(CommandsTest, StopNeedsAnAnswerOfAnyValue) {
+  program_.writeProfile("");
+  const Descriptor listening(bindPort(program_.port()));
+  listen(listening.number(), 1);
+  for (const std::string answer : {"", "\7"}) {
+    std::thread peer([&] {
+      const Descriptor connection(accept(listening.number(), nullptr, nullptr));
+      char request[2];
+      EXPECT_EQ(recv(connection.number(), request, sizeof request, MSG_WAITALL), 2);
+      EXPECT_EQ(std::string(request, 2), std::string("\2\0", 2));
+      send(connection.number(), answer.data(), answer.size(), MSG_NOSIGNAL);
+    });
+    EXPECT_EQ(program_.run({"-stop"}), 0);
+    peer.join();
+    EXPECT_EQ(program_.output(),
+              answer.empty() ? "Failed to receive response to stop message\nCould not stop process\n" : "");
+  }
+}
+
+TEST_F(CommandsTest, ProgramPathOfAnyKind) {
+  const struct {
+    const char* name;
+    std::vector<std::string> commandLine;
+    const char* logFile;  // in the folder; null when its name is too long for any file
+  } cases[] = {
+      {"no command line at all", {}, "-bad.log"},
+      {"an empty path", {"", "-x"}, "-x.log"},
+      {"a name found through the search path", {"nimbolsp", "-x"}, "nimbolsp-x.log"},
+      {"5,000 characters", {std::string(5000, 'p'), "-x"}, nullptr},
+      {"5,000 characters of folders", {std::string(2500, '/') + "tmp" + std::string(2500, '/')}, nullptr},
+      {"a word of 5,000 characters", {"nimbolsp", std::string(5000, 'w')}, nullptr},
+      {"bytes that are no text", {"nimbolsp", "\x80\xFF%n"}, "nimbolsp\x80\xFF%n.log"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    program_.spawn(row.commandLine);
+    EXPECT_EQ(program_.wait(), 0);
+    EXPECT_EQ(program_.output(), kUsage);
+    if (row.logFile == nullptr) continue;
+    EXPECT_EQ(program_.folder().readLog(row.logFile), kUsage);
+  }
+}
+
+TEST_F(CommandsTest, ServiceWithoutStandardDescriptorsOrReader) {
+  program_.writeProfile(kPools, kWeb);
+  for (DaemonProcess::Output output : {DaemonProcess::kClosed, DaemonProcess::kBrokenPipe}) {
+    program_.folder().write("nimbolsp-run.log", "");
+    ASSERT_TRUE(program_.startService("-run", output));
+    EXPECT_EQ(ask(program_.port(), "web"), "5912");
+    EXPECT_EQ(program_.stopService(), 0);
+    EXPECT_EQ(program_.log(), kLifeInLog);
+  }
+}
+
+TEST_F(CommandsTest, LinesReachAPipeOneByOne) {
+  program_.writeProfile(kPools, kWeb);
+  ASSERT_TRUE(program_.startService("-run", DaemonProcess::kPipe));
+  EXPECT_EQ(program_.readLine(), kTitle + "Process started\n");
+  EXPECT_EQ(program_.stopService(), 0);
+  EXPECT_EQ(program_.readLine(), kTitle + "Process stopping\n");
+  EXPECT_EQ(program_.readLine(), kTitle + "Process stopped\n");
+}
+
+}  // namespace

@@ -1,0 +1,21 @@
+// The layer's start when the font configuration cannot be initialised: this program's own FcInit fails.
+#include <fontconfig/fontconfig.h>
+#include <gtest/gtest.h>
+
+#include "compat/services/startup.h"
+#include "tests/support/started_layer.h"
+
+extern "C" FcBool FcInit() {
+  return FcFalse;
+}
+
+TEST(FontsFailure, ShutsTheLayerDownAndTellsIt) {
+  StartedLayer layer;
+  EXPECT_EQ(layer.result(), LAYER_FONTS_FAILED);
+  EXPECT_NE(layer.profile().find("135=Restore defaults\r\n"), std::string::npos) << "fonts start last";
+  EXPECT_EQ(GetLocalizedText(2), nullptr);
+  nimboxi::CallGuard guard;
+  EXPECT_EQ(nimboxi::guardDepth(), 0U) << "no lock, so no guard";
+  EXPECT_TRUE(nimboxi::layerState.shuttingDown);
+  EXPECT_EQ(nimboxi::layerState.programPath, nullptr);
+}

@@ -1,0 +1,113 @@
+// The log on disk: what a report leaves in the file, whatever stands there, and who may report until when.
+#include "service/log_file.h"
+
+#include <time.h>
+
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "service/reports.h"
+#include "tests/support/service_test.h"
+
+namespace nimbolsp {
+namespace {
+
+using LogFileTest = ServiceTest;
+
+std::string numbered(int first, int last) {
+  std::string text;
+  for (int i = first; i <= last; ++i) text += std::to_string(i) + "\n";
+  return text;
+}
+
+TEST_F(LogFileTest, ReportCutsTheFullFileToItsNewerHalf) {
+  const std::string binary("\0\x01\r\r\xFF\x1A%s\n\x80 \n", 12);
+  const struct {
+    const char* name;
+    std::int32_t threshold;
+    std::string before, kept;
+  } cases[] = {
+      {"threshold 1: grows without limit", 1, numbered(1, 50), numbered(1, 50)},
+      {"default threshold, not yet full", 256, numbered(1, 255), numbered(1, 255)},
+      {"default threshold, full", 256, numbered(1, 256), numbered(129, 256)},
+      {"more lines than the threshold all stay", 256, numbered(1, 1000), numbered(129, 1000)},
+      {"every byte stays as it is", 4, binary + binary, binary},
+      {"an unterminated last line is continued", 2, "one\ntwo\nthree", "two\nthree"},
+      {"a long kept line", 2, "a\n" + std::string(100000, 'x') + "\n", std::string(100000, 'x') + "\n"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    settings().logLineThreshold = row.threshold;
+    folder_.write("nimbolsp-test.log", row.before);
+    logText("new");
+    const std::string after = rawLog();
+    EXPECT_EQ(after.size(), row.kept.size() + 24 + 1 + 4);
+    EXPECT_TRUE(after.starts_with(row.kept) && after.ends_with(" new\n")) << after;
+  }
+}
+
+TEST_F(LogFileTest, FileThatCannotBeOpenedCostsOnlyTheFile) {
+  for (const std::string& name : {std::string("."), std::string("missing/a.log"), std::string(5000, 'n')}) {
+    settings().logFilePath = folder_.file(name);
+    EXPECT_EQ(terminalOf([] { logText("seen"); }), "seen\n");
+  }
+}
+
+TEST_F(LogFileTest, LineBeginsWithTheLocalTime) {
+  setenv("TZ", "TEST-05:30", 1);
+  tzset();
+  const std::time_t before = std::time(nullptr);
+  logText("now");
+  const std::time_t after = std::time(nullptr);
+  const std::string line = rawLog();
+  std::tm stamped{};
+  ASSERT_STREQ(strptime(line.c_str(), "%a %b %e %H:%M:%S %Y", &stamped), " now\n");
+  EXPECT_EQ(line, std::string(asctime(&stamped), 24) + " now\n");  // the day of month in two places
+  const std::time_t time = timegm(&stamped) - (5 * 60 + 30) * 60;
+  EXPECT_TRUE(before <= time && time <= after) << line;
+}
+
+TEST_F(LogFileTest, LinesOfSeveralThreadsStayWhole) {
+  constexpr int kLines = 60;
+  settings().logLineThreshold = 64;  // cut all the time
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([thread] {
+      for (int i = 0; i < kLines; ++i) logText(std::to_string(thread) + " " + std::to_string(i));
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  std::istringstream lines(log());
+  std::map<int, int> next;
+  int count = 0;
+  for (int thread, i; lines >> thread >> i; ++count) {
+    const int expected = next.emplace(thread, i).first->second;
+    EXPECT_EQ(i, expected) << "thread " << thread;
+    next[thread] = i + 1;
+  }
+  EXPECT_TRUE(lines.eof()) << log();
+  EXPECT_TRUE(32 <= count && count <= 64) << count;
+  for (const auto& [thread, end] : next) EXPECT_EQ(end, kLines) << "thread " << thread;
+}
+
+// In processes of their own: nothing brings the silenced threads back.
+TEST_F(LogFileTest, SilencedThreadsReportNothing) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto silence = [this] {
+    silenceOtherThreads();
+    std::thread([] { logText("late"); }).join();
+    logText("the last line");
+    closeLogLock();
+    logText("too late");
+    std::fputs(log().c_str(), stderr);
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(silence(), testing::ExitedWithCode(0), "^the last line\n$");
+}
+
+}  // namespace
+}  // namespace nimbolsp

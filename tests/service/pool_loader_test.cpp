@@ -1,0 +1,100 @@
+// Loading the pools of a profile: what is counted, and where it ends. The polling threads that it starts
+// sleep for longer than any test lives. The errors of a profile show in the end-to-end tests.
+#include "service/pool_loader.h"
+
+#include <arpa/inet.h>
+#include <pthread.h>
+
+#include <algorithm>
+
+#include "service/reports.h"
+#include "service/string_table.h"
+#include "tests/support/eventually.h"
+#include "tests/support/service_test.h"
+
+namespace nimbolsp {
+namespace {
+
+class PoolLoaderTest : public ServiceTest {
+ protected:
+  PoolLoaderTest() {
+    settings().debugLevel = 1;
+    settings().logLineThreshold = 100000;
+  }
+
+  // Loads pools "P" of a section "P" with these lines, and waits until each of `threads` threads has told its
+  // start and sleeps.
+  std::uint32_t load(const std::string& pools, const std::string& servers, int threads) {
+    settings().profilePath = folder_.write(
+        "profile.ini", "[Setup]\r\nPort=1\r\n" + pools + "\r\n[P]\r\nPollTimer=3600\r\n" + servers);
+    const std::uint32_t error = loadPools();
+    EXPECT_TRUE(eventually([&] { return std::ranges::count(rawLog(), '\n') == threads; })) << rawLog();
+    logText("the lock is free");  // the last of them has let go of it
+    return error;
+  }
+
+  static int poolCount() {
+    int count = 0;
+    for (const ServerPool* pool = poolList; pool != nullptr; pool = pool->next) ++count;
+    return count;
+  }
+};
+
+// Keys "stem1" to "stem<count>" with a value.
+std::string keys(const std::string& stem, int count, const std::string& value) {
+  std::string lines;
+  for (int i = 1; i <= count; ++i) lines += stem + std::to_string(i) + "=" + value + "\r\n";
+  return lines;
+}
+
+TEST(ServerEntry, SplitAtTheFirstColon) {
+  const struct {
+    const char *entry, *address;
+    std::int32_t port;
+  } cases[] = {
+      {"10.0.0.5:5912", "10.0.0.5", 5912},      {"5913", "0.0.0.0", 5913},
+      {"dbhost:5912", "255.255.255.255", 5912}, {":5912", "255.255.255.255", 5912},
+      {"10.0.0.5:80:90", "10.0.0.5", 80},       {"10.0.0.5: 70000x", "10.0.0.5", 70000},
+  };
+  for (const auto& row : cases) {
+    const ServerEndpoint endpoint = parseServerEntry(row.entry);
+    EXPECT_STREQ(inet_ntoa({endpoint.ipAddress}), row.address) << row.entry;
+    EXPECT_EQ(endpoint.port, row.port) << row.entry;
+  }
+}
+
+TEST(PollInterval, IsInMillisecondsAndNeverZero) {
+  EXPECT_EQ(pollIntervalOf(1 << 29), 30000) << "the product wraps to 0";
+  EXPECT_EQ(pollIntervalOf(3000000), -1294967296) << "an unsigned product in a signed field";
+}
+
+TEST_F(PoolLoaderTest, GapsEndTheLists) {
+  EXPECT_EQ(load(keys("Pool", 2, "P") + "Pool4=P\r\n", keys("Server", 2, "7") + "Server4=8\r\n", 4), 0u);
+  EXPECT_EQ(poolCount(), 2);
+  EXPECT_EQ(poolList->serverCount, 2);
+}
+
+TEST_F(PoolLoaderTest, Of70PoolsTheFirst64AreLoaded) {
+  EXPECT_EQ(load(keys("Pool", 70, "P"), "Server1=1\r\n", 64), 0u);
+  EXPECT_EQ(poolCount(), 64);
+}
+
+TEST_F(PoolLoaderTest, Of300ServersTheFirst256AreLoaded) {
+  EXPECT_EQ(load("Pool1=P\r\n", keys("Server", 300, "7"), 256), 0u);
+  EXPECT_EQ(poolList->serverCount, 256);
+  EXPECT_EQ(poolList->servers[255].port, 7);
+}
+
+TEST_F(PoolLoaderTest, ThreadThatCannotBeStartedEndsTheLoading) {
+  pthread_attr_t usual, impossible;
+  ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+  pthread_attr_init(&impossible);
+  ASSERT_EQ(pthread_attr_setstacksize(&impossible, std::size_t{1} << 47), 0);
+  ASSERT_EQ(pthread_setattr_default_np(&impossible), 0);
+  EXPECT_EQ(load("Pool1=P\r\n", "Server1=1\r\n", 0), std::uint32_t{kStringThreadFailed});
+  pthread_setattr_default_np(&usual);
+  EXPECT_EQ(poolCount(), 1) << "what was loaded until then stays";
+}
+
+}  // namespace
+}  // namespace nimbolsp

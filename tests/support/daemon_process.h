@@ -1,0 +1,67 @@
+// The real program, linked into a folder of its own, with a port of its own. One instance runs it as often as
+// it likes, one process at a time; what still runs at the end is killed.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/temp_folder.h"
+#include "tests/support/test_client.h"
+
+class DaemonProcess {
+ public:
+  // Where the program's standard output goes: output() reads it; readLine() reads it; nobody reads it;
+  // nowhere, as descriptors 0 to 2 are closed at the start.
+  enum Output { kFile, kPipe, kBrokenPipe, kClosed };
+
+  explicit DaemonProcess(const std::string& program);
+  ~DaemonProcess();
+
+  const TempFolder& folder() const { return folder_; }
+  std::string programPath() const { return folder_.file("nimbolsp"); }
+
+  // The port of the profile. Nobody listens on it until the program does.
+  std::uint16_t port() const { return port_; }
+
+  // Writes the profile: section "Setup" with the port and these lines, then `sections`.
+  void writeProfile(const std::string& setupLines, const std::string& sections = "") const;
+
+  // Starts the program in its folder with an argument 0 of any kind and arguments.
+  void spawn(const std::vector<std::string>& commandLine, Output output = kFile);
+
+  // Waits for its end. Returns its exit status; -1 for any other end, also at the far deadline.
+  int wait();
+
+  // Runs it to its end with arguments, as its own path.
+  int run(std::vector<std::string> arguments);
+
+  // Starts the service and waits until it serves. False when it ends instead.
+  bool startService(const std::string& command = "-run", Output output = kFile);
+
+  // Sends the stop message and waits for the end. Returns the exit status.
+  int stopService();
+
+  bool isRunning();
+
+  // Standard output until now (kFile), or its next line with its newline (kPipe).
+  std::string output() const { return folder_.read("output.txt"); }
+  std::string readLine();
+
+  // The log of a command, as typed, without timestamps.
+  std::string log(const std::string& command = "-run") const {
+    return folder_.readLog("nimbolsp" + command + ".log");
+  }
+
+  // How many descriptors the running program has open.
+  std::ptrdiff_t descriptors() const;
+
+ private:
+  TempFolder folder_;
+  Descriptor reservation_;
+  Descriptor pipeEnd_;
+  std::uint16_t port_;
+  pid_t pid_ = -1;
+  int status_ = -1;
+};

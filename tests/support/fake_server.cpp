@@ -1,0 +1,77 @@
+#include "tests/support/fake_server.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include "tests/support/eventually.h"
+
+FakeServer::FakeServer(const nimbolsp::Statistics& statistics)
+    : listening_(bindPort()), port_(portOf(listening_.number())) {
+  answer(statistics);
+  listenAgain();
+}
+
+void FakeServer::answer(const nimbolsp::Statistics& statistics) {
+  const nimbolsp::PollReply reply = nimbolsp::encodePollReply(statistics);
+  answerWith({reply.begin(), reply.end()});
+}
+
+void FakeServer::answerWith(const std::string& bytes, Manner manner) {
+  const std::lock_guard lock(mutex_);
+  bytes_ = bytes;
+  manner_ = manner;
+}
+
+void FakeServer::halt() {
+  if (!thread_.joinable()) return;
+  shutdown(listening_.number(), SHUT_RDWR);  // ends the thread's accept
+  thread_.join();
+  keptOpen_.clear();
+}
+
+void FakeServer::refuse() {
+  halt();
+  listening_.close();
+  listening_.replace(bindPort(port_));
+}
+
+void FakeServer::listenAgain() {
+  listen(listening_.number(), 128);
+  thread_ = std::thread([this] { serve(); });
+}
+
+std::string FakeServer::lastRequest() {
+  const std::lock_guard lock(mutex_);
+  return lastRequest_;
+}
+
+bool FakeServer::waitForPolls(int count) {
+  const int wanted = polls_ + count;
+  return eventually([&] { return polls_ >= wanted; });
+}
+
+void FakeServer::serve() {
+  int connection;
+  while ((connection = accept4(listening_.number(), nullptr, nullptr, SOCK_CLOEXEC)) != -1) {
+    dealWith(connection);
+  }
+}
+
+void FakeServer::dealWith(int connection) {
+  char request[nimbolsp::kPollRequestSize];
+  const ssize_t received = recv(connection, request, sizeof request, MSG_WAITALL);
+  const std::lock_guard lock(mutex_);
+  lastRequest_.assign(request, received < 0 ? 0 : static_cast<std::size_t>(received));
+  const int noDelay = 1;
+  setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
+  const std::size_t packet = manner_ == kDribble ? 1 : bytes_.size();
+  for (std::size_t at = 0; at < bytes_.size(); at += packet) {
+    send(connection, bytes_.data() + at, packet, MSG_NOSIGNAL);
+  }
+  const linger now{manner_ == kReset, 0};
+  setsockopt(connection, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+  keptOpen_.emplace_back(connection);
+  if (manner_ != kKeepOpen) keptOpen_.pop_back();  // closes it
+  ++polls_;
+}

@@ -1,0 +1,55 @@
+// The fixture of the service's tests: the layer, the log and fresh settings, in a folder of its own. Main's
+// part of start and end, without its command.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "nimboxi/layer.h"
+#include "service/log_file.h"
+#include "service/resource_function.h"
+#include "service/server_pool.h"
+#include "service/settings.h"
+#include "tests/support/temp_folder.h"
+
+namespace nimbolsp {
+
+class ServiceTest : public testing::Test {
+ protected:
+  ServiceTest() {
+    setenv("NIMBOXIDIR", folder_.path().c_str(), 1);
+    createLogLock();
+    LayerStartup(folder_.file("nimbolsp").c_str(), OSresFunc, 0);
+    settings() = Settings{};
+    nameFiles(folder_.file("nimbolsp"), "-test");
+    settings().quietMode = true;
+    stopPolling = false;
+  }
+  ~ServiceTest() override {
+    destroyAllPools();
+    closeLogLock();
+    LayerShutdown();
+  }
+
+  // The log's bytes, and its lines without their timestamps.
+  std::string rawLog() const { return folder_.read("nimbolsp-test.log"); }
+  std::string log() const { return folder_.readLog("nimbolsp-test.log"); }
+  void clearLog() const { folder_.write("nimbolsp-test.log", ""); }
+
+  // What a report writes to the terminal.
+  template <typename Report>
+  static std::string terminalOf(Report report) {
+    settings().quietMode = false;
+    testing::internal::CaptureStdout();
+    report();
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+  }
+
+  TempFolder folder_;
+};
+
+}  // namespace nimbolsp
