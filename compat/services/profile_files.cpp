@@ -86,7 +86,7 @@ const ProfileCache* readCached(const char* path) REQUIRES(layerGuard) {
   if (profileCache != nullptr && profileCache->path == path) return profileCache;
   dropCache();
   FileContents contents = readProfileFile(path);
-  // Opening a file whose name looks like a port's reads the layer profile, which is then the one in the cache.
+  // Opening a file whose name looks like a port reads the layer profile, which then stands in the cache.
   dropCache();
   if (contents.block == nullptr) return nullptr;
   try {

@@ -12,159 +12,72 @@ namespace {
 
 using std::string_literals::operator""s;
 
-constexpr const char* kNotFound = "(not found)";
-
-std::string valueOrNone(std::string_view text, std::ptrdiff_t offset) {
-  return offset < 0 ? kNotFound : std::string(valueAt(text, static_cast<std::size_t>(offset)));
-}
-
-TEST(ProfileText, FindsWhatTheFormatSays) {
-  struct Case {
-    const char* name;
-    std::string text;
-    std::string section, key;
-    std::string value;
-  };
-  const Case cases[] = {
-      {"a plain key", "[Setup]\r\nPort=5000\r\n", "Setup", "Port", "5000"},
-      {"keys know their case", "[Setup]\r\nPort=5000\r\n", "Setup", "port", kNotFound},
-      {"sections know their case", "[Setup]\r\nPort=5000\r\n", "setup", "Port", kNotFound},
-      {"a longer key does not match", "[A]\nxy=1\n", "A", "x", kNotFound},
-      {"a longer section does not match", "[AB]\nx=1\n", "A", "x", kNotFound},
-      {"blanks belong to the key", "[A]\nx = 1\n", "A", "x", kNotFound},
-      {"blanks belong to the key and the value", "[A]\nx = 1 \n", "A", "x ", " 1 "},
-      {"a value may hold more equals signs", "[A]\nx=1=2\n", "A", "x", "1=2"},
-      {"a value ends with the text", "[A]\nx=12", "A", "x", "12"},
-      {"a value ends at a lone CR", "[A]\rx=1\ry=2", "A", "x", "1"},
-      {"an empty value is found", "[A]\r\nx=\r\n", "A", "x", ""},
-      {"the first of two equal keys counts", "[A]\nx=1\nx=2\n", "A", "x", "1"},
-      {"a semicolon begins no comment", "[A]\n;x=1\n", "A", ";x", "1"},
-      {"what stands behind the ] is ignored", "[A] x=0\nx=1\n", "A", "x", "1"},
-      {"a blank before [ makes it no header", " [A]\nx=1\n", "A", "x", kNotFound},
-      {"keys before any header are in no section", "x=1\n[A]\ny=1\n", "A", "x", kNotFound},
-      {"the empty section", "[]\nx=1\n", "", "x", "1"},
-      {"the empty key", "[A]\n=1\n", "A", "", "1"},
-      {"no text", "", "A", "x", kNotFound},
-
-      {"a header does not end a section", "[A]\r\nx=1\r\n[B]\r\ny=2\r\n", "A", "y", "2"},
-      {"an empty line ends it", "[A]\r\nx=1\r\n\r\n[B]\r\ny=2\r\n", "A", "y", kNotFound},
-      {"one empty line between LF line ends is swallowed", "[A]\nx=1\n\n[B]\ny=2\n", "A", "y", "2"},
-      {"two leave one", "[A]\nx=1\n\n\n[B]\ny=2\n", "A", "y", kNotFound},
-      {"CR CR is two line ends", "[A]\rx=1\r\ry=2\r", "A", "y", kNotFound},
-      {"CR LF LF is two", "[A]\r\nx=1\r\n\ny=2\r", "A", "y", kNotFound},
-      {"a line that begins with a blank ends it", "[A]\n x=1\ny=2\n", "A", "y", kNotFound},
-      {"so does a tab", "[A]\n\tx=1\ny=2\n", "A", "y", kNotFound},
-      {"so does a byte of the upper half", "[A]\n\xE9=1\ny=2\n", "A", "y", kNotFound},
-      {"and its key is not found", "[A]\n\xE9=1\ny=2\n", "A", "\xE9", kNotFound},
-      {"the lowest byte of a key line", "[A]\n!=1\ny=2\n", "A", "!", "1"},
-      {"byte 0x7F is a key line", "[A]\n\x7F=1\ny=2\n", "A", "y", "2"},
-      {"a section may be empty", "[A]\r\n\r\nx=1\r\n", "A", "x", kNotFound},
-      {"a section may go on later", "[A]\r\nx=1\r\n\r\n[B]\r\ny=1\r\n\r\n[A]\r\ny=2\r\n", "A", "y", "2"},
-      {"a header that ends no section opens one of its own", "[A]\nx=1\n[B]\ny=2\n", "B", "y", "2"},
-
-      {"a line without = swallows the next key", "[A]\nfoo\nx=1\ny=2\n", "A", "x", kNotFound},
-      {"and is a key with it", "[A]\nfoo\nx=1\ny=2\n", "A", "foo\nx", "1"},
-      {"and the walk goes on behind", "[A]\nfoo\nx=1\ny=2\n", "A", "y", "2"},
-      {"it swallows empty lines", "[A]\r\nfoo\r\n\r\nx=1\r\ny=2\r\n", "A", "y", "2"},
-      {"it swallows headers", "[A]\nfoo\n\n\n[B]\nx=1\ny=2\n", "A", "y", "2"},
-      {"the swallowed header opens its section all the same", "[A]\nfoo\n\n\n[B]\nx=1\n", "B", "x", "1"},
-      {"it swallows all without a later =", "[A]\nfoo\nbar\n", "A", "foo", kNotFound},
-      {"the end of the text is no =", "[A]\nfoo", "A", "foo", kNotFound},
-
-      {"a header in a section is a key up to its own =", "[A]\n[B]k=1\n", "A", "[B]k", "1"},
-      {"it swallows nothing", "[A]\n[B]\ny=2\n", "A", "y", "2"},
-      {"so no key spans it", "[A]\n[B]\ny=2\n", "A", "[B]\ny", kNotFound},
-      {"a header of the same name in its section is a key", "[A]\n[A]\ny=2\n", "A", "y", "2"},
-
-      {"a header's name runs on to the next ]", "[A\nB]\nx=1\n", "A\nB", "x", "1"},
-      {"its lines are looked at on their own as well", "[A\n[B]\nx=1\n", "B", "x", "1"},
-      {"a name without ] is the rest of the text", "x=1\n[A\ny=1", "A\ny=1", "y", kNotFound},
-      {"a name with ] cannot be", "[A]]\nx=1\n", "A]", "x", kNotFound},
-      {"a key with = cannot be", "[A]\nx=y=1\n", "A", "x=y", kNotFound},
-      {"a NUL ends the text", "[A]\nx=1\0y\ny=2\n"s, "A", "y", kNotFound},
-      {"a NUL ends a value", "[A]\nx=1\0y\ny=2\n"s, "A", "x", "1"},
-      {"a NUL ends a key", "[A]\nx\0=1\n"s, "A", "x", kNotFound},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::string_view text = readableText(c.text);
-    EXPECT_EQ(valueOrNone(text, FindProfileKey(text, c.section, c.key, nullptr)), c.value);
-    EXPECT_EQ(valueOrNone(text, ProfileIndex(text).find(c.section, c.key)), c.value) << "by the index";
-  }
-}
-
-// The file that a write makes, with "|" where the key line goes and "+" where a new section's header goes.
-std::string cutMarks(const std::string& contents, std::string_view section, std::string_view key) {
+// The file that a write makes: "<value>" where a key line is replaced, "|" where a new one goes, "+" where a
+// new section goes. The index has to find what the walk finds.
+std::string lookUpAndCut(const std::string& contents, const std::string& section, const std::string& key) {
+  const std::string_view text = readableText(contents);
+  const std::ptrdiff_t offset = FindProfileKey(text, section, key, nullptr);
+  EXPECT_EQ(ProfileIndex(text).find(section, key), offset);
   const ProfileCut cut = cutProfile(contents, section, key);
-  return std::string(cut.head) + (cut.newSection ? "+|" : "|") + std::string(cut.rest) +
-         std::string(cut.unread);
+  std::string mark = cut.newSection ? "+" : "|";
+  if (offset >= 0) mark = "<" + std::string(valueAt(text, static_cast<std::size_t>(offset))) + ">";
+  return std::string(cut.head) + mark + std::string(cut.rest) + std::string(cut.unread);
 }
 
-TEST(ProfileText, CutsWhereALineBelongs) {
+TEST(ProfileText, LookupsAndCuts) {
   struct Case {
-    const char* name;
-    std::string contents;
-    std::string section, key;
-    std::string marks;
+    std::string name, text, section, key, marks;
   };
-  const Case cases[] = {
-      {"a new key goes before the blank line", "[A]\r\nx=1\r\n\r\n[B]\r\n", "A", "z",
-       "[A]\r\nx=1\r\n|\r\n[B]\r\n"},
-      {"a known key is replaced with its line end", "[A]\r\nx=1\r\n\r\n[B]\r\n", "A", "x",
-       "[A]\r\n|\r\n[B]\r\n"},
-      {"of two LF the replaced line takes one", "[A]\nx=1\n\ny=2\n", "A", "x", "[A]\n|\ny=2\n"},
-      {"of two CR the replaced line takes one", "[A]\rx=1\r\ry=2\r", "A", "x", "[A]\r|\ry=2\r"},
-      {"a last line without line end", "[A]\nx=1", "A", "x", "[A]\n|"},
-      {"a new section", "[A]\r\nx=1\r\n", "C", "k", "[A]\r\nx=1\r\n+|"},
-      {"no contents", "", "C", "k", "+|"},
-      {"a header that ends the text is glued", "[A]", "A", "k", "[A]|"},
-      {"so is the last key line", "[A]\r\nx=1", "A", "k", "[A]\r\nx=1|"},
-      {"so is a line without =", "[A]\r\nfoo\r\nbar", "A", "k", "[A]\r\nfoo\r\nbar|"},
-      {"the key goes into the section that the text runs on to", "[A]\nx=1\n[B]\ny=2\n", "A", "k",
-       "[A]\nx=1\n[B]\ny=2\n|"},
-      {"a key of the next section is replaced there", "[A]\nx=1\n[B]\ny=2\n", "A", "y", "[A]\nx=1\n[B]\n|"},
-      {"of two sections of a name the last gets the key", "[A]\nx=1\n\n\n[A]\ny=2\n\n\nz", "A", "k",
-       "[A]\nx=1\n\n\n[A]\ny=2\n\n|\nz"},
-      {"a long key is replaced from its first line", "[A]\nfoo\nx=1\ny=2\n", "A", "foo\nx", "[A]\n|y=2\n"},
-      {"what stands behind a NUL goes to the end", "[A]\nx=1\n\0[B]\ny=2\n"s, "A", "k",
-       "[A]\nx=1\n|\0[B]\ny=2\n"s},
-      {"also behind a new section", "[A]\nx=1\0\0tail"s, "C", "k", "[A]\nx=1+|\0\0tail"s},
-      {"a NUL in the replaced value ends the line", "[A]\nx=1\0two\ny=2\n"s, "A", "x", "[A]\n|\0two\ny=2\n"s},
-      {"a NUL at once", "\0[A]\n"s, "A", "x", "+|\0[A]\n"s},
-      {"a name with ] is never found again", "[A]\nx=1\n", "A]", "k", "[A]\nx=1\n+|"},
-  };
-  for (const Case& c : cases) {
+  for (const Case& c : {
+           Case{"names know their case", "[a]\nX=0\n[A]\nx=1\nX=2", "A", "X", "[a]\nX=0\n[A]\nx=1\n<2>"},
+           Case{"a longer name does not match", "[AB]\nx=1\n", "A", "x", "[AB]\nx=1\n+"},
+           Case{"blanks belong to key and value", "[A]\nx=1\nx = 2 =\n", "A", "x ", "[A]\nx=1\n< 2 =>"},
+           Case{"text behind the ] is ignored", "[A] x=0\nx=1\n", "A", "x", "[A] x=0\n<1>"},
+           Case{"the first of two equal keys", "[A]\nx=1\nx=2\n", "A", "x", "[A]\n<1>x=2\n"},
+           Case{"a blank before [", " [A]\nx=1\n", "A", "x", " [A]\nx=1\n+"},
+           Case{"a header ends no section", "[A]\r\n[B]\r\ny=2\r\n", "A", "y", "[A]\r\n[B]\r\n<2>"},
+           Case{"an empty line does", "[A]\r\nx=1\r\n\r\ny=2\r\n", "A", "y", "[A]\r\nx=1\r\n|\r\ny=2\r\n"},
+           Case{"LF LF is one line end", "[A]\nx=1\n\n[B]\ny=2\n", "A", "y", "[A]\nx=1\n\n[B]\n<2>"},
+           Case{"three are two", "[A]\nx=1\n\n\ny=2\n", "A", "y", "[A]\nx=1\n\n|\ny=2\n"},
+           Case{"a replaced line takes one LF", "[A]\nx=1\n\ny=2\n", "A", "x", "[A]\n<1>\ny=2\n"},
+           Case{"CR CR is two line ends", "[A]\rx=1\r\ry=2\r", "A", "y", "[A]\rx=1\r|\ry=2\r"},
+           Case{"a line that begins with a tab", "[A]\n\tx=1\ny=2\n", "A", "y", "[A]\n|\tx=1\ny=2\n"},
+           Case{"with 0x80", "[A]\n\x80=1\ny=2\n", "A", "\x80", "[A]\n|\x80=1\ny=2\n"},
+           Case{"with 0x7F", "[A]\n\x7F=1\ny=2\n", "A", "y", "[A]\n\x7F=1\n<2>"},
+           Case{"the last of two sections", "[A]\n\n\n[A]\n\n\nz", "A", "k", "[A]\n\n\n[A]\n\n|\nz"},
+           Case{"a line without = swallows a key", "[A]\nfoo\nx=1\ny=2", "A", "x", "[A]\nfoo\nx=1\ny=2|"},
+           Case{"and is a key with it", "[A]\nfoo\nx=1\ny=2\n", "A", "foo\nx", "[A]\n<1>y=2\n"},
+           Case{"it swallows empty lines", "[A]\nfoo\n\n\nx=1\ny=2", "A", "y", "[A]\nfoo\n\n\nx=1\n<2>"},
+           Case{"a header with = is a key", "[A]\n[A]k=1\n", "A", "[A]k", "[A]\n<1>"},
+           Case{"no key spans a header", "[A]\n[B]\ny=2\n", "A", "[B]\ny", "[A]\n[B]\ny=2\n|"},
+           Case{"a name runs on to the next ]", "[A\nB]\nx=1\n", "A\nB", "x", "[A\nB]\n<1>"},
+           Case{"or to the end of the text", "[A\ny=1", "A\ny=1", "y", "[A\ny=1|"},
+           Case{"its lines count as well", "[A\n[B]\nx=1\n", "B", "x", "[A\n[B]\n<1>"},
+           Case{"a name with ] cannot be", "[A]]\nx=1\n", "A]", "x", "[A]]\nx=1\n+"},
+           Case{"a key with = cannot be", "[A]\nx=y=1\n", "A", "x=y", "[A]\nx=y=1\n|"},
+           Case{"a NUL ends value and text", "[A]\nx=1\0y\ny=2"s, "A", "x", "[A]\n<1>\0y\ny=2"s},
+           Case{"a NUL in front of it all", "\0[A]\nx=1"s, "A", "x", "+\0[A]\nx=1"s},
+           Case{"a last line without line end is glued to", "[A]\r\nx=1", "A", "k", "[A]\r\nx=1|"},
+       }) {
     SCOPED_TRACE(c.name);
-    EXPECT_EQ(cutMarks(c.contents, c.section, c.key), c.marks);
+    EXPECT_EQ(lookUpAndCut(c.text, c.section, c.key), c.marks);
   }
 }
 
 TEST(ProfileText, SectionReads) {
   struct Case {
-    const char* name;
-    std::string text;
-    std::uint32_t size;
-    std::uint32_t result;
+    std::string name, text;
+    std::uint32_t size, result;
     std::string bytes;  // all that is written
   };
-  const Case cases[] = {
-      {"all lines fit", "[A]\r\nx=1\r\ny=22\r\n", 100, 9, "x=1\0y=22\0\0"s},
-      {"all lines just fit", "[A]\r\nx=1\r\ny=22\r\n", 11, 9, "x=1\0y=22\0\0"s},
-      {"the second line does not fit", "[A]\r\nx=1\r\ny=22\r\n", 10, 8, "x=1\0\0"s},
-      {"room for one line exactly", "[A]\r\nx=1\r\ny=22\r\n", 6, 4, "x=1\0\0"s},
-      {"a later line that would fit is not taken", "[A]\r\nlong=1\r\ny\r\n", 6, 4, "\0"s},
-      {"size 2 holds no line", "[A]\r\nx=1\r\n", 2, 0, "\0"s},
-      {"size 1 gives the NUL alone", "[A]\r\nx=1\r\n", 1, 0, "\0"s},
-      {"size 0 writes nothing", "[A]\r\nx=1\r\n", 0, 0, ""},
-      {"no such section", "[B]\r\nx=1\r\n", 100, 0, "\0"s},
-      {"a header ends it", "[A]\r\nx=1\r\n[B]\r\ny=2\r\n", 100, 4, "x=1\0\0"s},
-      {"a header of the same name goes on with it", "[A]\nx=1\n[A]\ny=2\n\n\nz=0\n[A]\nw", 100, 10,
-       "x=1\0y=2\0w\0\0"s},
-      {"a line needs no =", "[A]\nfoo\nx=1\n", 100, 8, "foo\0x=1\0\0"s},
-      {"an upper-half byte ends it", "[A]\nx=1\n\xE9\ny=2\n", 100, 4, "x=1\0\0"s},
-      {"an unclosed header names the rest of the text", "[A", 100, 0, "\0"s},
-  };
-  for (const Case& c : cases) {
+  for (const Case& c : {
+           Case{"all lines just fit", "[A]\r\nx=1\r\ny=22\r\n", 11, 9, "x=1\0y=22\0\0"s},
+           Case{"the second line does not fit", "[A]\r\nx=1\r\ny=22\r\n", 10, 8, "x=1\0\0"s},
+           Case{"a later line that would fit is not taken", "[A]\r\nlong=1\r\ny\r\n", 6, 4, "\0"s},
+           Case{"size 0 writes nothing", "[A]\r\nx=1\r\n", 0, 0, ""},
+           Case{"a header ends it", "[A]\nx=1\n[B]\ny=2\n", 100, 4, "x=1\0\0"s},
+           Case{"one of its name goes on", "[A]\nx\n[A]\ny\n\n\nz\n[A]\nw", 100, 6, "x\0y\0w\0\0"s},
+       }) {
     SCOPED_TRACE(c.name);
     std::string buffer(100, '#');
     EXPECT_EQ(copyProfileSection(c.text, "A", buffer.data(), c.size), c.result);
