@@ -49,7 +49,7 @@ TEST(ProfileIndex, EqualsTheWalk) {
   EXPECT_GT(compareAll(1, kBytes, 24, 8000), 500);
   EXPECT_GT(compareAll(2, kLines, 24, 8000), 5000);
   EXPECT_GT(compareAll(3, kLines, 400, 400), 1000);
-  EXPECT_GT(compareAll(4, kBytes, 400, 400), 100);
+  EXPECT_GT(compareAll(4, kBytes, 400, 400), 50);
 }
 
 // So many names that among them, and between them and those asked for, some share a hash of 32 bits.
