@@ -119,4 +119,5 @@ TEST(ResourceModule, AnswersFromTheBlockOfItsFile) {
   ASSERT_NE(LoadResource(module, dialog), nullptr);
   EXPECT_EQ(*static_cast<const char*>(LockResource(dialog)), 0x42) << "the style";
   EXPECT_EQ(SizeofResource(module, dialog), 88U);
+  EXPECT_TRUE(FreeResource(dialog));
 }
