@@ -1,5 +1,8 @@
 #include "service/control.h"
 
+#include "nimboxi/modules.h"
+#include "nimboxi/process.h"
+#include "nimboxi/shell_words.h"
 #include "service/pool_loader.h"
 #include "service/reports.h"
 #include "service/request_protocol.h"
@@ -9,6 +12,8 @@
 namespace nimbolsp {
 
 namespace {
+
+constexpr DWORD kShowWindow = 5;  // the Win32 show mode; there is no window
 
 // The exchange with the service. Returns 0, or the string id of the step that failed.
 std::uint32_t sendStop(std::int32_t port) {
@@ -24,8 +29,13 @@ std::uint32_t sendStop(std::int32_t port) {
 
 }  // namespace
 
-bool startProcess(const char*) {
-  return false;  // this version cannot launch itself
+bool startProcess(const char* runKeyword) {
+  char program[MAX_PATH_BYTES];
+  GetModuleFileName(MAIN_MODULE_HANDLE, program, sizeof program);
+  const std::string commandLine = nimboxi::shellWord(program) + " " + runKeyword;
+  // Required: any result of 32 and above, unsigned, is a success: also a shell that failed with a status of
+  // its own, and a failed wait. The launched copy reports its own errors to its own log.
+  return static_cast<std::uint32_t>(WinExec(commandLine.c_str(), kShowWindow)) >= RUN_SUCCEEDED;
 }
 
 bool stopProcess() {

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "tests/support/daemon_process.h"
+#include "tests/support/eventually.h"
 
 namespace {
 
@@ -36,7 +37,6 @@ TEST_F(CommandsTest, OutputAndLog) {
       {"a word and a blank", {"-run "}, kUsage, "-run "},
       {"two arguments", {"-run", "extra"}, kUsage, "-run"},
       {"stop in another case, without a service", {"-sToP"}, kUnreached, "-sToP"},
-      {"start", {"-start"}, "Could not start process\n", "-start"},
   };
   program_.writeProfile("");
   for (const auto& row : cases) {
@@ -144,6 +144,35 @@ TEST_F(CommandsTest, LinesReachAPipeOneByOne) {
   EXPECT_EQ(program_.stopService(), 0);
   EXPECT_EQ(program_.readLine(), kTitle + "Process stopping\n");
   EXPECT_EQ(program_.readLine(), kTitle + "Process stopped\n");
+}
+
+TEST_F(CommandsTest, StartReturnsAndTheServiceGoesOn) {
+  const struct {
+    const char* name;
+    std::string path, stem;
+    DaemonProcess::Output output;
+  } cases[] = {
+      {"by its path", program_.programPath(), "nimbolsp", DaemonProcess::kFile},
+      {"through the search path", "nimbolsp", "nimbolsp", DaemonProcess::kClosed},
+      {"a blank in its path", program_.folder().file("my lsp"), "my lsp", DaemonProcess::kBrokenPipe},
+  };
+  program_.writeProfile(kPools, kWeb);
+  program_.folder().write("my lsp.ini", program_.folder().read("nimbolsp.ini"));
+  std::filesystem::create_symlink(program_.programPath(), program_.folder().file("my lsp"));
+  const std::string searchPath = std::getenv("PATH");
+  setenv("PATH", (program_.folder().path() + ":" + searchPath).c_str(), 1);
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const std::string log = row.stem + "-RUN.log";
+    std::filesystem::remove(program_.folder().file(log));
+    program_.spawn({row.path, "-Start"}, row.output);
+    EXPECT_EQ(program_.wait(), 0);
+    ASSERT_TRUE(eventually([&] { return program_.folder().readLog(log) == "Process started\n"; }));
+    EXPECT_EQ(ask(program_.port(), "web"), "5912");
+    EXPECT_EQ(program_.run({"-stop"}), 0);
+    EXPECT_TRUE(eventually([&] { return program_.folder().readLog(log) == kLifeInLog; }));
+  }
+  setenv("PATH", searchPath.c_str(), 1);
 }
 
 }  // namespace
