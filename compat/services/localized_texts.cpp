@@ -15,7 +15,7 @@ constexpr DWORD kTextSize = 255;  // bytes of a text in the profile with its NUL
 constexpr DWORD kKeySize = 34;    // what IntToText may need
 
 // Owned copies; null for an empty slot.
-char* texts[LOCALIZED_TEXT_COUNT] GUARDED_BY(layerGuard);
+char* localizedTexts[LOCALIZED_TEXT_COUNT] GUARDED_BY(layerGuard);
 
 bool isTextIndex(int32_t index) {
   return index >= 0 && index < LOCALIZED_TEXT_COUNT;
@@ -55,7 +55,7 @@ void readLocalizedTexts(const char* section) {
       text = kBuiltInTexts[static_cast<std::size_t>(i)];
       writeBuiltInText(section, key, text);
     }
-    if (texts[i] == nullptr) setText(&texts[i], text);
+    if (localizedTexts[i] == nullptr) setText(&localizedTexts[i], text);
   }
 }
 
@@ -65,7 +65,7 @@ using namespace nimboxi;
 
 const char* GetLocalizedText(int32_t index) {
   CallGuard guard;
-  return isTextIndex(index) ? texts[index] : nullptr;
+  return isTextIndex(index) ? localizedTexts[index] : nullptr;
 }
 
 const char* GetLocalizedTextByIndex(int32_t index) {
@@ -74,12 +74,12 @@ const char* GetLocalizedTextByIndex(int32_t index) {
 
 void SetLocalizedText(int32_t index, const char* text) {
   CallGuard guard;
-  if (isTextIndex(index) && text != nullptr) setText(&texts[index], text);
+  if (isTextIndex(index) && text != nullptr) setText(&localizedTexts[index], text);
 }
 
 void FreeLocalizedTexts() {
   CallGuard guard;
-  for (char*& text : texts) {
+  for (char*& text : localizedTexts) {
     std::free(text);
     text = nullptr;
   }

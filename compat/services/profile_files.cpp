@@ -71,7 +71,7 @@ FileContents readContents(HANDLE file, std::int64_t size) {
   return contents;
 }
 
-FileContents readProfileFile(const char* path) {
+FileContents ReadProfileFile(const char* path) {
   HANDLE file = CreateFile(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) return {};
   FileContents contents;
@@ -85,8 +85,9 @@ FileContents readProfileFile(const char* path) {
 const ProfileCache* readCached(const char* path) REQUIRES(layerGuard) {
   if (profileCache != nullptr && profileCache->path == path) return profileCache;
   dropCache();
-  FileContents contents = readProfileFile(path);
-  // Opening a file whose name looks like a port reads the layer profile, which then stands in the cache.
+  FileContents contents = ReadProfileFile(path);
+  // Opening a file whose name looks like a port's reads the layer profile, which is then the one in the
+  // cache.
   dropCache();
   if (contents.block == nullptr) return nullptr;
   try {
@@ -101,7 +102,7 @@ const ProfileCache* readCached(const char* path) REQUIRES(layerGuard) {
 // the next cached read see a file that was changed on disk.
 FileContents readUncached(const char* path) REQUIRES(layerGuard) {
   dropCache();
-  return readProfileFile(path);
+  return ReadProfileFile(path);
 }
 
 bool put(HANDLE file, std::string_view bytes) {
@@ -154,7 +155,7 @@ std::string layerProfilePathBeside(std::string_view programPath) {
   return path.append("/").append(kLayerProfileName);
 }
 
-const char* resolveProfileName(const char* fileName) {
+const char* ResolveProfileName(const char* fileName) {
   const bool isLayerProfile =
       std::strcmp(fileName, kLayerProfileAlias) == 0 || std::strcmp(fileName, kLayerProfileName) == 0;
   const std::string& layerProfile = layerProfilePath();
@@ -176,7 +177,7 @@ DWORD GetPrivateProfileString(const char* section, const char* key, const char* 
   if (section == nullptr || key == nullptr || fileName == nullptr) return 0;
   const char* source = defaultValue;
   std::size_t length = source == nullptr ? 0 : std::strlen(source);
-  if (const ProfileCache* profile = readCached(resolveProfileName(fileName))) {
+  if (const ProfileCache* profile = readCached(ResolveProfileName(fileName))) {
     const std::ptrdiff_t offset = profile->index.find(section, key);
     if (offset >= 0) {
       const std::string_view value = valueAt(profile->text, static_cast<std::size_t>(offset));
@@ -199,7 +200,7 @@ DWORD GetProfileString(const char* section, const char* key, const char* default
 DWORD GetPrivateProfileSection(const char* section, char* buffer, DWORD size, const char* fileName) {
   CallGuard guard;
   if (section == nullptr || buffer == nullptr || fileName == nullptr) return 0;
-  const FileContents contents = readUncached(resolveProfileName(fileName));
+  const FileContents contents = readUncached(ResolveProfileName(fileName));
   return copyProfileSection(readableText(contents.bytes()), section, buffer, size);
 }
 
@@ -211,7 +212,7 @@ BOOL WritePrivateProfileString(const char* section, const char* key, const char*
                                const char* fileName) {
   CallGuard guard;
   if (section == nullptr || key == nullptr || value == nullptr || fileName == nullptr) return FALSE;
-  const char* path = resolveProfileName(fileName);
+  const char* path = ResolveProfileName(fileName);
   const FileContents contents = readUncached(path);
   // The file is about to be truncated: one that could not be read to its end must not be.
   if (!contents.complete) return FALSE;

@@ -21,7 +21,7 @@ std::string layerProfilePathBeside(std::string_view programPath);
 // The path of the file that a profile call means by `fileName`, which is not null: the layer profile for
 // "win.ini" and "nimboxi.ini", else the name itself. Valid as long as the name and until the layer profile
 // path is set anew.
-const char* resolveProfileName(const char* fileName) REQUIRES(layerGuard);
+const char* ResolveProfileName(const char* fileName) REQUIRES(layerGuard);
 
 // Frees the cached profile: the next cached read goes to the disk.
 void dropProfileCache();

@@ -24,16 +24,19 @@ extern "C" {
 // lists that directory, "." and ".." included, each entry with the directory's own attributes and times.
 // Otherwise names of one or two characters that begin with '.' are never found.
 // Returns a search handle that the caller ends with FindClose, and the first entry in `data`; or
-// INVALID_HANDLE_VALUE with last error 2 when nothing is found.
+// INVALID_HANDLE_VALUE with last error 2 when nothing is found or an argument is null, 8 without memory.
 HANDLE FindFirstFile(const char* pattern, FindData* data);
 
-// Gets the next entry. FALSE at the end with last error 0; FALSE with last error 2 for a handle of 0 or -1.
+// Gets the next entry. An entry that cannot be looked at (a link to nothing) has attributes 0 and what `data`
+// held before as sizes and times; the last error is 31 then, and the result TRUE.
+// FALSE at the end with last error 0; FALSE with last error 2 for a handle of 0 or -1 or a null `data`.
 BOOL FindNextFile(HANDLE search, FindData* data);
 
-// Ends a search. TRUE; FALSE with last error 31 for a handle of 0 or -1.
+// Ends a search and frees its handle, which must not be used again. TRUE; FALSE with last error 31 for a
+// handle of 0 or -1.
 BOOL FindClose(HANDLE search);
 
 // Whether `name` matches `pattern`: '?' is any one character, '*' any run up to the first occurrence of the
-// character behind it (no second try), and "*.*" every name.
+// character behind it (no second try), and "*.*" every name. FALSE for a null argument.
 BOOL MatchWildcard(const char* pattern, const char* name, BOOL caseSensitive);
 }

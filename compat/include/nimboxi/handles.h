@@ -1,4 +1,6 @@
-// What all handles share: closing, and asking what they stand for. Every call enters the call guard.
+// What all handles share: closing, and asking what they stand for. Every call enters the call guard. A handle
+// that was closed must not be used again; the layer cannot tell it from a valid one. Searches
+// (nimboxi/finding.h) have handles of their own, which these calls do not know.
 #pragma once
 
 #include <cstdio>
@@ -22,10 +24,12 @@ struct HandleDeviceType {
 
 extern "C" {
 
-// Closes the object and frees its handle. A serial port first drains its output, for at most the seconds that
-// "Delay" of section "Ports" of the layer profile says (120 without it), holding the call guard meanwhile.
-// Returns TRUE on success. Last error: 0; 31 for a bad handle, or when the object cannot be closed, in which
-// case the handle stays valid.
+// Closes the object and frees its handle. A thread runs on. A serial port first drains its output: that
+// blocks until the line has taken all, and where it fails it is tried again for the seconds that "Delay" of
+// section "Ports" of the layer profile says (120 without it); the call guard is held meanwhile.
+// Returns TRUE on success. Last error: 0; 31 for a bad handle, or when the object cannot be closed: the
+// handle stays then. A file whose last bytes cannot be written is one of those: it is closed, the bytes are
+// lost, and a second call frees the handle.
 BOOL CloseHandle(HANDLE handle);
 
 // The stdio stream of a file handle, owned by the handle; null with last error 31 for any other handle.
@@ -33,6 +37,7 @@ BOOL CloseHandle(HANDLE handle);
 FILE* LookupFileHandle(HANDLE handle);
 
 // Fills `result` with the handle's device type, 0 for anything but a file handle (last error then 31).
+//   result  may be null
 // Returns TRUE always.
 BOOL GetHandleDeviceType(HANDLE handle, HandleDeviceType* result);
 }

@@ -10,8 +10,9 @@ inline constexpr int32_t LOCALIZED_TEXT_COUNT = 135;
 
 extern "C" {
 
-// Starts the layer: once, first thing, before other threads use it. Reads the layer profile "nimboxi.ini" (in
-// the directory that NIMBOXIDIR names, else in the program's) and writes what is missing there.
+// Starts the layer: first thing, before other threads use it; again only after LayerShutdown. Reads the layer
+// profile "nimboxi.ini" (in the directory that NIMBOXIDIR names, else in the program's) and writes what is
+// missing there.
 //   programPath       the command line's argument 0, exactly as given; null stands for the empty string
 //   resourceFunction  answers for the main module's resources; may be null
 //   runWithoutLock    0: the layer has its lock; else only one thread may use it
@@ -28,13 +29,14 @@ void EnterLayer();
 void LeaveLayer();
 
 // The layer's user-interface text number `index` + 1, 0 to 134; null outside. Owned by the layer, valid until
-// the text is set again or freed.
+// the text is set again or freed. The two are the same.
 const char* GetLocalizedText(int32_t index);
 const char* GetLocalizedTextByIndex(int32_t index);
 
-// Replaces a text by a copy; an index outside 0 to 134 or a null text is ignored.
+// Replaces a text by a copy; an index outside 0 to 134 or a null text is ignored. A text set before
+// LayerStartup stays through it.
 void SetLocalizedText(int32_t index, const char* text);
 
-// Frees all texts.
+// Frees all texts; the getters give null from then on.
 void FreeLocalizedTexts();
 }

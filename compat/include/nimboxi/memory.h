@@ -12,11 +12,12 @@ extern "C" {
 // Returns the data pointer, which FreeBlock frees; null without memory or for a negative size (last error 8).
 void* AllocBlock(DWORD flags, int32_t size);
 
-// Changes the size of a block, keeping its bytes; BLOCK_ZEROED zeroes what it grows by. Sets last error 0.
-// Returns the new data pointer, or null (last error 8) with the old block left as it was.
+// Changes the size of a block, keeping its bytes; BLOCK_ZEROED zeroes what it grows by. Sets last error 0. A
+// null `data` is a new block. Returns the new data pointer, or null (last error 8) with the old block left as
+// it was.
 void* ReAllocBlock(void* data, int32_t newSize, DWORD flags);
 
-// Frees a block; null is ignored.
+// Frees a block; null is ignored. Damage that was done to its guard words is not noticed.
 void FreeBlock(void* data);
 
 // The size asked for, in bytes; 0 for null.
@@ -44,6 +45,7 @@ void FillMemory(void* destination, int32_t length, BYTE value);
 // a * b / c in 32 bits: the product wraps, the quotient is cut toward zero, a division by 0 gives 0.
 int32_t MulDiv(int32_t a, int32_t b, int32_t c);
 
-// Sets the process-wide mode word and returns its previous value. Enters the call guard.
+// Sets the process-wide mode word, which the layer itself never reads, and returns its previous value. Enters
+// the call guard.
 DWORD SetModeWord(DWORD value);
 }

@@ -1,5 +1,7 @@
 // Modules (the main program, and libraries loaded at run time) and their resources. Every call enters the
-// call guard and sets last error 0. A module answers for its resources with the function `OSresFunc`.
+// call guard and sets last error 0. A module answers for its resources with the function `OSresFunc`. That,
+// and whatever runs when a library is loaded or unloaded, runs inside the guard: it must not wait for a
+// thread that needs the layer.
 #pragma once
 
 #include "nimboxi/types.h"
@@ -35,17 +37,20 @@ typedef intptr_t (*MODULE_ENTRY)(HMODULE module, intptr_t reason, intptr_t load)
 struct ResourceInfo;  // a resource that was found, and after LoadResource loaded
 
 // Loads a library, or counts one more use of it. The name is cut at its last dot and gets ".so".
-// Returns the module; or 0 with last error 31 and the loader's message as the error text.
+// Returns the module; 0 for a null or empty name; 0 with last error 31 and the loader's message as the error
+// text when it cannot be loaded.
 HMODULE LoadLibrary(const char* name);
 
 // Ends one use of a library and unloads it with the last, unless the setting "NoFreeLib" keeps all.
 // Returns 1, or 0 for an unknown module.
 BOOL FreeLibrary(HMODULE module);
 
-// The address of a library's symbol, or null. The main program's handle is not supported.
+// The address of a library's symbol; null when it has none, for a null argument and for the main program.
+//   module  what LoadLibrary returned, and still loaded: other values are not noticed
 void* GetProcAddress(HMODULE module, const char* symbol);
 
-// The module with a name as LoadLibrary takes it, or 0.
+// The module with a name as LoadLibrary takes it, or 0. A relative name counts from the directory of the
+// layer profile; a module that was loaded by a relative name is known by its last part.
 HMODULE GetModuleHandle(const char* name);
 
 // Copies the module's name: the program path as the command line had it, or the library name that was loaded.
@@ -56,27 +61,31 @@ DWORD GetModuleFileName(HMODULE module, char* buffer, DWORD size);
 
 // Finds a resource by number, or by name for raw data and named types.
 //   type  a number of the RT_ values, or a pointer to the type's name
-// Returns what the next calls take, or null. FreeResource frees it.
+// Returns what the next calls take; null when there is none, and without memory (last error 8). FreeResource
+// frees it.
 ResourceInfo* FindResource(HMODULE module, const char* name, const char* type);
 
-// Loads a found resource. Returns `resource` itself, or null for an unknown module.
+// Loads a found resource. Returns `resource` itself, loaded or not; null for a null one and for a module that
+// is unknown or has no resource function.
 ResourceInfo* LoadResource(HMODULE module, ResourceInfo* resource);
 
-// The data of a loaded resource, valid until FreeResource; null when there is none.
+// The data of a loaded resource, owned by it and valid until FreeResource; null when there is none, and once
+// its module has been unloaded.
 void* LockResource(ResourceInfo* resource);
 
-// Does nothing. Returns 1; 0 for null.
+// Tells the module that the data is not looked at any more. Returns 1; 0 for null.
 BOOL UnlockResource(ResourceInfo* resource);
 
 // Frees a resource, loaded or merely found. Returns 1; 0 for null.
 BOOL FreeResource(ResourceInfo* resource);
 
-// The size of a resource in bytes; 0 for null. `module` is not used.
+// The size of a resource in bytes; 0 for null, and once its module has been unloaded. `module` is not used.
 DWORD SizeofResource(HMODULE module, ResourceInfo* resource);
 
-// Copies the text of string resource `id` into `buffer`.
+// Copies the text of string resource `id` into `buffer`. What follows holds for modules that answer as they
+// should; the result is their own.
 //   size  bytes that `buffer` holds
 // Returns the number of characters, or `size` when the text had to be cut to `size` - 1; 0 and an empty text
-// without such a string; 0 and an untouched buffer for an unknown module.
+// without such a string; 0 and an untouched buffer for a module that is unknown or has no resource function.
 int32_t LoadString(HMODULE module, DWORD id, char* buffer, int32_t size);
 }

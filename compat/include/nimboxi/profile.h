@@ -20,12 +20,15 @@ DWORD GetProfileString(const char* section, const char* key, const char* default
                        DWORD size);
 
 // Reads all lines of a section as strings one after another, the last followed by a second NUL.
+//   size  bytes that `buffer` holds, 2 at least; below that nothing fits
 // Returns the number of bytes without that second NUL, or `size` - 2 when they do not all fit.
 DWORD GetPrivateProfileSection(const char* section, char* buffer, DWORD size, const char* fileName);
 DWORD GetProfileSection(const char* section, char* buffer, DWORD size);
 
 // Sets the value of a key, adding the key at the end of its section and the section at the end of the file.
-// The file is written anew. Returns TRUE, or FALSE when it cannot be opened or written.
+// The file is written anew: one that fills the disk meanwhile is cut short. Nothing can be deleted.
+// Returns TRUE when the key's line was handed over; FALSE when the file cannot be opened, and, with the file
+// left alone, when what it holds cannot be read to the end.
 BOOL WritePrivateProfileString(const char* section, const char* key, const char* value, const char* fileName);
 BOOL WriteProfileString(const char* section, const char* key, const char* value);
 }

@@ -28,21 +28,23 @@ extern "C" {
 // Returns its handle, or 0. The caller closes it with CloseHandle when no thread waits for it any more.
 HANDLE CreateSemaphore(void* attributes, int32_t initialCount, int32_t maximumCount, const char* name);
 
-// Adds one free place to a semaphore, waking one waiting thread.
+// Adds one free place to a semaphore, waking one waiting thread. Returns TRUE on success.
 //   releaseCount   not used: one place is added whatever it says
 //   previousCount  never written; may be null
 BOOL ReleaseSemaphore(HANDLE semaphore, int32_t releaseCount, int32_t* previousCount);
 
 // Starts a thread that runs `startRoutine(parameter)`; the routine's result is the thread's exit value.
 //   attributes, stackSize  must be null and 0
+//   startRoutine           must not be null, nor let an exception out
 //   creationFlags          CREATE_JOINABLE_THREAD, else the thread is detached and can never be waited for
 //   threadId               receives the POSIX thread identity; may be null
 // Returns the thread's handle, or 0. CloseHandle frees the handle and leaves the thread alone.
 HANDLE CreateThread(void* attributes, size_t stackSize, THREAD_START_ROUTINE startRoutine, void* parameter,
                     DWORD creationFlags, uintptr_t* threadId);
 
-// Waits for a place of a semaphore, or for the end of a joinable thread (once). Blocks without limit, outside
-// the call guard, so that other threads can use the layer meanwhile.
+// Waits for a place of a semaphore and takes it, or for the end of a joinable thread (once, and not by
+// itself). Blocks without limit, outside the call guard, so that other threads can use the layer meanwhile;
+// but a caller that has called EnterLayer keeps them out.
 //   milliseconds  must be INFINITE; any other value fails at once, and nothing is taken
 // Returns WAIT_OBJECT_0, or WAIT_FAILED.
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);

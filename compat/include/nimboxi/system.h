@@ -1,4 +1,5 @@
-// Questions about the machine, the environment and the time since start, and the event log.
+// Questions about the machine, the environment and the time since start, and the event log. The calls enter
+// the call guard unless said otherwise; only those on environment variables set the last error (0 first).
 #pragma once
 
 #include "nimboxi/types.h"
@@ -29,15 +30,16 @@ DWORD GetEnvironmentVariable(const char* name, char* buffer, DWORD size);
 // environment outside the layer. Returns 1, or 0 for a null name or one the system refuses.
 BOOL SetEnvironmentVariable(const char* name, const char* value);
 
-// Copies what is known of the processor, gathered by the first call.
+// Copies what is known of the processor, gathered by the first call. `info` may be null.
 void GetSystemInfo(SystemInfo* info);
 
 // The host's name. `size` holds the bytes of `buffer` and receives the name's length.
-// Returns 1; 0 with `size` unchanged when the name cannot be had.
+// Returns 1; 0 with `size` unchanged when the name cannot be had or does not fit, and for a null argument.
 BOOL GetComputerName(char* buffer, DWORD* size);
 
 // The effective user's name. A name of exactly *size bytes is accepted, so `buffer` holds one byte more.
-// Returns 1 with the length in `size`; 0 when there is none or it is longer.
+// Returns 1 with the length in `size`; else 0 and an empty name: `size` unchanged when it is longer, 0 when
+// there is none. 0 for a null argument.
 BOOL GetUserName(char* buffer, DWORD* size);
 
 // The layer's setting "Version"; 4 unless the layer profile says otherwise. Does not enter the call guard.
@@ -47,7 +49,9 @@ DWORD GetVersion();
 // three event-log calls do not enter the call guard.
 HANDLE RegisterEventSource(const char* server, const char* source);
 
-// Writes the strings, one after another without separator, as one informational line. Returns TRUE.
+// Writes the strings, one after another without separator, as one informational line. Returns TRUE always.
+//   strings  `stringCount` strings; null, or a null among them, stands for nothing
+//   eventLog, type, category, eventId, userId, dataSize, data  not used
 BOOL ReportEvent(HANDLE eventLog, WORD type, WORD category, DWORD eventId, void* userId, WORD stringCount,
                  DWORD dataSize, const char* const* strings, const void* data);
 
