@@ -18,20 +18,14 @@
 namespace nimbolsp {
 namespace {
 
-std::string keyword(std::uint32_t id) {
-  char text[256] = "";
-  LoadString(MAIN_MODULE_HANDLE, id, text, sizeof text);
-  return text;
-}
-
 // Carries out the command of the one argument, which is folded to upper case. True when the service ran.
 bool dispatch(char* argument) {
   const std::string command = CharUpper(argument);
-  if (command == keyword(kStringStart)) {
-    if (!startProcess(keyword(kStringRun).c_str())) logMessage(kStringStartFailed);
-  } else if (command == keyword(kStringStop)) {
+  if (command == stringText(kStringStart)) {
+    if (!startProcess(stringText(kStringRun).c_str())) logMessage(kStringStartFailed);
+  } else if (command == stringText(kStringStop)) {
     if (!stopProcess()) logMessage(kStringStopFailed);
-  } else if (command == keyword(kStringRun)) {
+  } else if (command == stringText(kStringRun)) {
     runService();
     return true;
   } else {

@@ -10,12 +10,6 @@ namespace nimbolsp {
 
 namespace {
 
-std::string message(std::uint32_t id) {
-  char text[256] = "";
-  LoadString(MAIN_MODULE_HANDLE, id, text, sizeof text);
-  return text;
-}
-
 std::string dottedAddress(std::uint32_t networkOrder) {
   const std::uint32_t address = ntohl(networkOrder);
   std::string text = std::to_string(address >> 24);
@@ -25,8 +19,14 @@ std::string dottedAddress(std::uint32_t networkOrder) {
 
 }  // namespace
 
+std::string stringText(std::uint32_t id) {
+  char text[256] = "";
+  LoadString(MAIN_MODULE_HANDLE, id, text, sizeof text);
+  return text;
+}
+
 void logMessage(std::uint32_t id) {
-  logText(message(id));
+  logText(stringText(id));
 }
 
 void logText(std::string_view text) {
@@ -36,9 +36,9 @@ void logText(std::string_view text) {
 }
 
 void reportStatus(std::uint32_t id) {
-  const std::string text = message(id);
+  const std::string text = stringText(id);
   if (settings().runningAsService) return;
-  const std::string title = message(kStringTitle);
+  const std::string title = stringText(kStringTitle);
   LogWriter writer;
   writer.writeTerminal(title + ": " + text + "\n");
   writer.writeText(text, LogWriter::kNoEcho);
@@ -64,7 +64,7 @@ void printUsage() {
   LogWriter writer;
   // Required: the install and uninstall lines behind these three are never shown.
   for (std::uint32_t id = kStringUsageTitle; id < kStringUsageInstall; ++id) {
-    writer.writeText(message(id));
+    writer.writeText(stringText(id));
     writer.writeChar('\n');
   }
 }

@@ -11,6 +11,9 @@
 
 namespace nimbolsp {
 
+// The text of a string id, cut to 255 characters; empty for an unknown one.
+std::string stringText(std::uint32_t id);
+
 // Reports a message by its string id.
 void logMessage(std::uint32_t id) EXCLUDES(logLock);
 

@@ -11,6 +11,7 @@
 #include <ctime>
 
 #include "compat/core/handles.h"
+#include "compat/core/times.h"
 #include "compat/core/wildcard.h"
 #include "nimboxi/errors.h"
 #include "nimboxi/files.h"
@@ -21,9 +22,6 @@ namespace nimboxi {
 namespace {
 
 inline constexpr BYTE kFileCaseMode = 0;  // file systems here tell names apart by their case
-
-constexpr std::uint64_t kTicksPerSecond = 10'000'000;
-constexpr std::uint64_t kTicksUntil1970 = 116'444'736'000'000'000;  // from 1601-01-01
 
 // A search handle points to one. A block of the layer; the strings are owned, from the general heap.
 struct SearchRecord {
@@ -85,8 +83,8 @@ const char* nextName(const SearchRecord* search) {
 }
 
 // Required: seconds count as unsigned 32-bit, so a time before 1970 shows as one after 2038.
-std::uint64_t fileTime(std::time_t seconds) {
-  return static_cast<std::uint32_t>(seconds) * kTicksPerSecond + kTicksUntil1970;
+FILETIME fileTime(std::time_t seconds) {
+  return secondsToTicks(static_cast<std::uint32_t>(seconds));
 }
 
 // Fills in what the system knows of `path`; leaves all but the attributes alone when it knows nothing.

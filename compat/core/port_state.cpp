@@ -17,9 +17,9 @@ bool isParallel(HANDLE port) {
   return findHandle(port, kFileHandle)->deviceType == DEVICE_PARALLEL;
 }
 
-BOOL succeed() {
-  SetLastError(ERROR_SUCCESS);
-  return TRUE;
+BOOL finish(int32_t error) {
+  SetLastError(error);
+  return error == ERROR_SUCCESS;
 }
 
 BOOL failFromErrno() {
@@ -27,68 +27,62 @@ BOOL failFromErrno() {
   return FALSE;
 }
 
-BOOL fail(int32_t error) {
-  SetLastError(error);
-  return FALSE;
+enum class Access { kRead, kChange };
+
+// Lets `use(settings, *record)` take from the terminal settings of a port, or change them; it returns a last
+// error, and what it changed takes effect once the output has drained.
+template <typename Record, typename Use>
+BOOL useTerminal(HANDLE port, Record* record, Access access, Use use) {
+  std::FILE* stream = LookupFileHandle(port);
+  if (stream == nullptr) return FALSE;
+  if (isParallel(port)) return finish(ERROR_SUCCESS);
+  if (record == nullptr) return finish(ERROR_GEN_FAILURE);
+  termios settings;
+  if (tcgetattr(fileno(stream), &settings) != 0) return failFromErrno();
+  const int32_t error = use(settings, *record);
+  if (error == ERROR_SUCCESS && access == Access::kChange &&
+      tcsetattr(fileno(stream), TCSADRAIN, &settings) != 0) {
+    return failFromErrno();
+  }
+  return finish(error);
 }
 
 }  // namespace
 
 BOOL GetCommState(HANDLE port, DCB* dcb) {
   CallGuard guard;
-  std::FILE* stream = LookupFileHandle(port);
-  if (stream == nullptr) return FALSE;
-  if (isParallel(port)) return succeed();
-  if (dcb == nullptr) return fail(ERROR_GEN_FAILURE);
-  termios settings;
-  if (tcgetattr(fileno(stream), &settings) != 0) return failFromErrno();
-  updateDcb(settings, *dcb);
-  return succeed();
+  return useTerminal(port, dcb, Access::kRead, [](const termios& settings, DCB& state) {
+    updateDcb(settings, state);
+    return ERROR_SUCCESS;
+  });
 }
 
 BOOL SetCommState(HANDLE port, const DCB* dcb) {
   CallGuard guard;
-  std::FILE* stream = LookupFileHandle(port);
-  if (stream == nullptr) return FALSE;
-  if (isParallel(port)) return succeed();
-  if (dcb == nullptr) return fail(ERROR_GEN_FAILURE);
-  termios settings;
-  if (tcgetattr(fileno(stream), &settings) != 0) return failFromErrno();
-  if (const int32_t error = applyDcb(*dcb, settings); error != ERROR_SUCCESS) return fail(error);
-  if (tcsetattr(fileno(stream), TCSADRAIN, &settings) != 0) return failFromErrno();
-  return succeed();
+  return useTerminal(port, dcb, Access::kChange,
+                     [](termios& settings, const DCB& state) { return applyDcb(state, settings); });
 }
 
 BOOL BuildCommDCB(const char* mode, DCB* dcb) {
   CallGuard guard;
   DCB unwanted;
   const int32_t error = parseCommMode(mode, dcb == nullptr ? unwanted : *dcb);
-  if (error != ERROR_SUCCESS) return fail(error);
-  return dcb == nullptr ? fail(ERROR_GEN_FAILURE) : succeed();
+  return finish(error == ERROR_SUCCESS && dcb == nullptr ? ERROR_GEN_FAILURE : error);
 }
 
 BOOL GetPortTimeouts(HANDLE port, PortTimeouts* timeouts) {
   CallGuard guard;
-  std::FILE* stream = LookupFileHandle(port);
-  if (stream == nullptr) return FALSE;
-  if (isParallel(port)) return succeed();
-  if (timeouts == nullptr) return fail(ERROR_GEN_FAILURE);
-  termios settings;
-  if (tcgetattr(fileno(stream), &settings) != 0) return failFromErrno();
-  timeouts->readInterCharacter = settings.c_cc[VTIME];
-  return succeed();
+  return useTerminal(port, timeouts, Access::kRead, [](const termios& settings, PortTimeouts& result) {
+    result.readInterCharacter = settings.c_cc[VTIME];
+    return ERROR_SUCCESS;
+  });
 }
 
 BOOL SetPortTimeouts(HANDLE port, const PortTimeouts* timeouts) {
   CallGuard guard;
-  std::FILE* stream = LookupFileHandle(port);
-  if (stream == nullptr) return FALSE;
-  if (isParallel(port)) return succeed();
-  if (timeouts == nullptr) return fail(ERROR_GEN_FAILURE);
-  termios settings;
-  if (tcgetattr(fileno(stream), &settings) != 0) return failFromErrno();
-  settings.c_cc[VMIN] = 0;
-  settings.c_cc[VTIME] = static_cast<cc_t>(timeouts->readInterCharacter & 0xFF);
-  if (tcsetattr(fileno(stream), TCSADRAIN, &settings) != 0) return failFromErrno();
-  return succeed();
+  return useTerminal(port, timeouts, Access::kChange, [](termios& settings, const PortTimeouts& wanted) {
+    settings.c_cc[VMIN] = 0;
+    settings.c_cc[VTIME] = static_cast<cc_t>(wanted.readInterCharacter & 0xFF);
+    return ERROR_SUCCESS;
+  });
 }
