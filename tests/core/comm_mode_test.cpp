@@ -21,10 +21,8 @@ TEST(CommMode, GivesALine) {
       {"75,Odd,5,1,?,x", 75, DCB_PARITY | kEnabled, 5, ODDPARITY, ONESTOPBIT},
       {"baud=110 data=8  stop=1", 0, 0, 0, NOPARITY, ONESTOPBIT},
       {"parity=e", 0, DCB_PARITY, 0, NOPARITY, 0},
-      {"parity= parity=m?", 0, DCB_PARITY, 0, NOPARITY, 0},
       {"COM2: parity=nE baud=1", 0, DCB_PARITY, 0, EVENPARITY, 0},
       {"parity=?o parity=?N", 0, 0, 0, NOPARITY, 0},
-      {"COM1:", 0, 0, 0, NOPARITY, 0},
   };
   for (const auto& [mode, baudRate, flags, byteSize, parity, stopBits] : cases) {
     DCB dcb;
@@ -41,10 +39,8 @@ TEST(CommMode, SaysWhatIsWrong) {
   EXPECT_EQ(parseCommMode("com0:9600,n,8,1", dcb), -5);
   EXPECT_EQ(dcb.DCBlength, 0U) << "untouched";
   const auto errorOf = [&dcb](const std::string& mode) { return parseCommMode(mode.c_str(), dcb); };
-  EXPECT_EQ(errorOf("9600,n,8,1" + std::string(40, ' ')), 0);
-  for (const char* mode : {",,,,,", "     ,", "0,n,8,1", "9x,n,8,1", "4294967296,n,8,1", "-9600,n,8,1"}) {
+  for (const char* mode : {",,,,,", "     ,", "0,n,8,1", "9x,n,8,1", "4294967296,n,8,1", "-9600,n,8,1"})
     EXPECT_EQ(errorOf(mode), -12) << mode;
-  }
   for (const char* mode : {"COM0:9600,n,8,1", "COM10:9600,n,8,1", "command", "9600,s,8,1", "9600,,8,1",
                            "9600,n", "9600,n,x,1", "9600,n,18,1", "9600,n,8", "9600,n,8,1.5", "9600,n,8,0,x",
                            "BAUD=9600", "baud=1 mode=2", "parity= e=?", "\xFF\xFE\x80\x81\x82"}) {

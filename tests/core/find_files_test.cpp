@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <set>
 
 #include "nimboxi/errors.h"
@@ -36,43 +38,31 @@ class FindFiles : public testing::Test {
 
 // Behind a star only the first occurrence of the next character is tried, a question mark as itself.
 TEST_F(FindFiles, WildcardsMatch) {
-  struct Case {
-    const char* pattern;
-    const char* name;
-    BOOL sameCase, otherCase;  // whether it matches with its case, and without
+  const std::tuple<const char*, const char*, BOOL, BOOL> cases[] = {
+      {"*.*", "nodot", 1, 1}, {"**.*", "nodot", 0, 0}, {"*a", "banana", 0, 0}, {"a**c", "abc", 1, 1},
+      {"x?z", "xz", 0, 0},    {"abc", "ab", 0, 0},     {"a***", "a", 1, 1},    {"\xC4*", "\xE4x", 0, 1},
+      {"*?", "abc", 0, 0},    {"*?", "ab?", 1, 1},     {"*B*", "abc", 0, 1},
   };
-  const Case cases[] = {
-      {"*.*", "nodot", 1, 1}, {"**.*", "nodot", 0, 0}, {"*a", "banana", 0, 0}, {"*.ini", "a.b.ini", 0, 0},
-      {"x?z", "xz", 0, 0},    {"abc", "ab", 0, 0},     {"a***", "a", 1, 1},    {"a**c", "abc", 1, 1},
-      {"*?", "abc", 0, 0},    {"*?", "ab?", 1, 1},     {"*B*", "abc", 0, 1},   {"\xC4*", "\xE4x", 0, 1},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.pattern) + " on " + c.name);
-    EXPECT_EQ(MatchWildcard(c.pattern, c.name, TRUE), c.sameCase);
-    EXPECT_EQ(MatchWildcard(c.pattern, c.name, FALSE), c.otherCase);
+  for (const auto& [pattern, name, sameCase, anyCase] : cases) {
+    EXPECT_EQ(MatchWildcard(pattern, name, TRUE), sameCase) << pattern << " on " << name;
+    EXPECT_EQ(MatchWildcard(pattern, name, FALSE), anyCase) << pattern << " on " << name;
   }
 }
 
+// A name of a dot and one character is hidden; the root keeps its slash.
 TEST_F(FindFiles, APatternFindsWhatItMatches) {
   for (const char* name : {"a.txt", "B.TXT", "c.ini", ".x", ".hidden"}) layer_.folder().write(name, "");
   std::filesystem::create_directory("sub");
-  struct Case {
-    std::string pattern;
-    Names names;
-  };
-  const Case cases[] = {
-      {".x", {}},  // a dot and one character
-      {"*.*", {"a.txt", "B.TXT", "c.ini", ".hidden", "nimboxi.ini", "sub"}},
+  const std::pair<std::string, Names> cases[] = {
+      {".x", {}},
       {"./C.INI", {}},
-      {"a.txt/*", {}},
       {"", {}},
-      {"/de?", {"dev"}},  // the root keeps its slash
-      {layer_.folder().path() + "/s?b", {"sub"}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.pattern);
-    EXPECT_EQ(find(c.pattern, &data_), c.names);
-    EXPECT_EQ(FileExists(c.pattern.c_str()), !c.names.empty());
+      {"/de?", {"dev"}},
+      {"*.*", {"a.txt", "B.TXT", "c.ini", ".hidden", "nimboxi.ini", "sub"}},
+      {layer_.folder().path() + "/s?b", {"sub"}}};
+  for (const auto& [pattern, names] : cases) {
+    EXPECT_EQ(find(pattern, &data_), names) << pattern;
+    EXPECT_EQ(FileExists(pattern.c_str()), !names.empty()) << pattern;
   }
 }
 
@@ -90,6 +80,25 @@ TEST_F(FindFiles, ADirectoryListsItsEntriesWithItsOwnData) {
   find("a.*", &data_);
   EXPECT_EQ(data_.sizeLow, 5U);
   EXPECT_EQ(data_.lastWriteTime, 0xFFFFFFFFULL * 10'000'000 + 116'444'736'000'000'000) << "unsigned";
+}
+
+TEST_F(FindFiles, OddNamesAndAFolderThatChangesGiveAnAnswer) {
+  const std::string longName(255, 'n');
+  const std::string bytes = "\xFF\n\x01";
+  ASSERT_EQ(symlink("loop", "loop"), 0);
+  for (const std::string& name : {longName, bytes}) layer_.folder().write(name, "");
+  EXPECT_EQ(find("nn*", &data_), Names({longName}));
+  EXPECT_EQ(find(bytes, &data_), Names({bytes}));
+  EXPECT_EQ(find("loo?", &data_), Names({"loop"}));
+  EXPECT_EQ(data_.attributes, 0U) << "nothing stands behind a loop";
+  EXPECT_EQ(find("loop/*", &data_), Names());
+  EXPECT_EQ(find(std::string(5000, 'x') + "/*", &data_), Names());
+
+  HANDLE search = FindFirstFile("*", &data_);
+  ASSERT_NE(search, INVALID_HANDLE_VALUE);
+  std::filesystem::remove_all(layer_.folder().path());
+  while (FindNextFile(search, &data_)) EXPECT_EQ(data_.attributes, 0U) << data_.fileName;
+  EXPECT_TRUE(FindClose(search));
 }
 
 }  // namespace

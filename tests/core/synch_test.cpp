@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <functional>
 
 #include "compat/core/handles.h"
 #include "nimboxi/errors.h"
@@ -18,11 +17,6 @@ class Synch : public testing::Test {
  protected:
   ~Synch() override { EXPECT_TRUE(CloseHandle(semaphore_)); }
 
-  int freePlaces() const {
-    int value = -1;
-    sem_getvalue(&static_cast<HandleRecord*>(semaphore_)->object.semaphore, &value);
-    return value;
-  }
   static HANDLE start(THREAD_START_ROUTINE routine, void* parameter, DWORD flags = CREATE_JOINABLE_THREAD) {
     return CreateThread(nullptr, 0, routine, parameter, flags, nullptr);
   }
@@ -31,61 +25,43 @@ class Synch : public testing::Test {
   HANDLE semaphore_ = CreateSemaphore(nullptr, 0, 1, nullptr);
 };
 
-void* finish(void* parameter) {
-  return parameter;
-}
-
 TEST_F(Synch, AReleaseAddsOnePlaceAndWhatFailsTakesNone) {
+  const auto finish = [](void* parameter) { return parameter; };
   HANDLE detached = start(finish, nullptr, 0);
   HANDLE joined = start(finish, nullptr);
   EXPECT_EQ(WaitForSingleObject(joined, INFINITE), WAIT_OBJECT_0);
   for (int32_t count : {1, 5, -1}) EXPECT_TRUE(ReleaseSemaphore(semaphore_, count, nullptr));
-  const auto waitFails = [](HANDLE handle, DWORD milliseconds) {
-    return WaitForSingleObject(handle, milliseconds) == WAIT_FAILED;
-  };
-  struct Case {
-    const char* name;
-    std::function<bool()> fails;
-  };
-  const Case cases[] = {
-      {"create a named semaphore", [] { return CreateSemaphore(nullptr, 1, 1, "pool") == nullptr; }},
-      {"start a thread without a routine", [] { return start(nullptr, nullptr) == nullptr; }},
-      {"wait with a limit", [&] { return waitFails(semaphore_, 1000); }},
-      {"wait for the invalid handle", [&] { return waitFails(INVALID_HANDLE_VALUE, INFINITE); }},
-      {"wait for a thread a second time", [&] { return waitFails(joined, INFINITE); }},
-      {"wait for a detached thread", [&] { return waitFails(detached, INFINITE); }},
-      {"release a thread", [&] { return !ReleaseSemaphore(joined, 1, nullptr); }},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  const auto expectFailure = [](bool failed) {
+    EXPECT_TRUE(failed && GetLastError() == ERROR_GEN_FAILURE && guardDepth() == 0);
     SetLastError(0);
-    EXPECT_TRUE(c.fails());
-    EXPECT_EQ(GetLastError(), ERROR_GEN_FAILURE);
-    EXPECT_EQ(guardDepth(), 0U);
-  }
-  EXPECT_EQ(freePlaces(), 3) << "one place a release, whatever it says; a wait that failed takes nothing";
+  };
+  expectFailure(CreateSemaphore(nullptr, 1, 1, "pool") == nullptr);
+  expectFailure(start(nullptr, nullptr) == nullptr);
+  expectFailure(WaitForSingleObject(semaphore_, 1000) == WAIT_FAILED);
+  expectFailure(WaitForSingleObject(INVALID_HANDLE_VALUE, INFINITE) == WAIT_FAILED);
+  expectFailure(WaitForSingleObject(joined, INFINITE) == WAIT_FAILED);
+  expectFailure(WaitForSingleObject(detached, INFINITE) == WAIT_FAILED);
+  expectFailure(!ReleaseSemaphore(joined, 1, nullptr));
+  int freePlaces = -1;
+  sem_getvalue(&static_cast<HandleRecord*>(semaphore_)->object.semaphore, &freePlaces);
+  EXPECT_EQ(freePlaces, 3) << "one place a release, whatever it says; a wait that failed takes nothing";
   EXPECT_TRUE(CloseHandle(detached));
   EXPECT_TRUE(CloseHandle(joined));
 }
 
 // Threads that pass one place around: whoever waits inside the guard stops them all. Signals break no wait.
 TEST_F(Synch, AWaitLetsOthersIntoTheLayer) {
-  struct Shared {
-    HANDLE semaphore;
-    int count = 0;
-  } shared{semaphore_};
-  const auto routine = [](void* parameter) -> void* {
-    auto* data = static_cast<Shared*>(parameter);
+  static int count = 0;  // behind the semaphore
+  const auto routine = [](void* semaphore) -> void* {
     for (int i = 0; i < 500; ++i) {
-      EXPECT_EQ(WaitForSingleObject(data->semaphore, INFINITE), WAIT_OBJECT_0);
-      EXPECT_EQ(guardDepth(), 0U);
-      ++data->count;
-      ReleaseSemaphore(data->semaphore, 1, nullptr);
+      EXPECT_EQ(WaitForSingleObject(semaphore, INFINITE), WAIT_OBJECT_0);
+      ++count;
+      ReleaseSemaphore(semaphore, 1, nullptr);
     }
     return nullptr;
   };
   HANDLE threads[4];
-  for (HANDLE& thread : threads) thread = start(routine, &shared);
+  for (HANDLE& thread : threads) thread = start(routine, semaphore_);
   struct sigaction action {};  // without SA_RESTART
   action.sa_handler = [](int) {};
   sigaction(SIGUSR1, &action, nullptr);
@@ -98,7 +74,7 @@ TEST_F(Synch, AWaitLetsOthersIntoTheLayer) {
     EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
     EXPECT_TRUE(CloseHandle(thread));
   }
-  EXPECT_EQ(shared.count, 2000);
+  EXPECT_EQ(count, 2000);
 }
 
 }  // namespace

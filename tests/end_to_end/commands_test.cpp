@@ -137,13 +137,13 @@ TEST_F(CommandsTest, ServiceWithoutStandardDescriptorsOrReader) {
   }
 }
 
-TEST_F(CommandsTest, LinesReachAPipeOneByOne) {
+TEST_F(CommandsTest, OutputIsThereAtOnce) {
   program_.writeProfile(kPools, kWeb);
-  ASSERT_TRUE(program_.startService("-run", DaemonProcess::kPipe));
-  EXPECT_EQ(program_.readLine(), kTitle + "Process started\n");
+  ASSERT_TRUE(program_.startService());
+  EXPECT_TRUE(eventually([&] { return program_.output() == kTitle + "Process started\n"; }));
   EXPECT_EQ(program_.stopService(), 0);
-  EXPECT_EQ(program_.readLine(), kTitle + "Process stopping\n");
-  EXPECT_EQ(program_.readLine(), kTitle + "Process stopped\n");
+  EXPECT_EQ(program_.output(),
+            kTitle + "Process started\n" + kTitle + "Process stopping\n" + kTitle + "Process stopped\n");
 }
 
 TEST_F(CommandsTest, StartReturnsAndTheServiceGoesOn) {

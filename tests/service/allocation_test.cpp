@@ -1,9 +1,11 @@
-// Which server takes a request, what that changes, and what it tells at debug level 2.
+// The lists of a pool's servers: which server takes a request, what that changes and what it tells at debug
+// level 2, and which list holds a server after a poll. The end of a pool shows in the end-to-end tests.
 #include "service/allocation.h"
 
 #include <cstring>
 #include <vector>
 
+#include "service/server_pool.h"
 #include "tests/support/service_test.h"
 
 namespace nimbolsp {
@@ -51,6 +53,25 @@ class AllocationTest : public ServiceTest {
            std::to_string(server.lastAllocation);
   }
 
+  PoolServer* server(int number) { return &pool_->servers[static_cast<std::size_t>(number - 1)]; }
+
+  // The servers of a list, from its head; -1 is the unallocated list.
+  std::string listed(int list) NO_THREAD_SAFETY_ANALYSIS {
+    std::string numbers;
+    PoolServer* at = list < 0 ? pool_->unallocatedList : pool_->allocationLists[list];
+    for (; at != nullptr; at = at->next) {
+      EXPECT_EQ(at->listIndex, list);
+      numbers += at->address;
+    }
+    return numbers;
+  }
+
+  void place(int number, std::int32_t average) NO_THREAD_SAFETY_ANALYSIS {
+    PoolHold hold(pool_);
+    server(number)->statistics = {1, average, 0, 0};
+    placeServer(pool_, server(number));
+  }
+
   ServerPool* pool_ = nullptr;
 };
 
@@ -83,37 +104,52 @@ TEST_F(AllocationTest, Choice) {
   }
 }
 
-TEST_F(AllocationTest, BurstFillsServersEvenlyAndThenFallsBack) {
-  fill({{0, 0, 0, 0, 2}, {0, 0, 0, 0, 4}});
-  std::string order;
-  for (int i = 0; i < 8; ++i) order += allocate();
-  EXPECT_EQ(order, "12212211");  // 50 | 25 | 50 | 100, 75 | 100 | full: the head
-}
-
 TEST_F(AllocationTest, DebugLinesOfLevelTwo) {
   const std::string candidates = " servers as possible candidates to take the request\n";
-  fill({{1, 40, 7}, {1, 30, 9}, {1, 30, 5}});
+  settings().debugLevel = 1;
+  fill({{0, 0}});
+  allocate();
   settings().debugLevel = 2;
+  fill({{1, 30, 9}, {1, 30, 5}});
   allocate();
   EXPECT_EQ(log(),
             "[ DEBUG ] Found 0" + candidates +
-                "[ DEBUG ] [ 1 ] Server assigned to allocation list 1 with load 40%\n"
+                "[ DEBUG ] [ 1 ] Server assigned to allocation list 1 with load 30%\n"
                 "[ DEBUG ] [ 2 ] Server assigned to allocation list 1 with load 30%\n"
-                "[ DEBUG ] [ 3 ] Server assigned to allocation list 1 with load 30%\n"
                 "[ DEBUG ] Found 2" +
                 candidates +
-                "[ DEBUG ] [ 3 ] Because multiple possible server candidates have been found, we prefer "
+                "[ DEBUG ] [ 2 ] Because multiple possible server candidates have been found, we prefer "
                 "the least recently used server (smallest allocation sequence number)\n"
-                "[ DEBUG ] [ 3 ] This server will be allocated to handle this request\n");
+                "[ DEBUG ] [ 2 ] This server will be allocated to handle this request\n");
   fill({{-1, 0}});
   allocate();
   EXPECT_TRUE(
       log().ends_with("[ 1 ] Failed to allocate the least busy server so we will allocate any server "
                       "to handle the request\n"));
-  clearLog();
-  settings().debugLevel = 1;
-  allocate();
-  EXPECT_EQ(log(), "");
+}
+
+TEST_F(AllocationTest, MarkUnavailableMovesOnceToTheHeadOfTheUnallocated) {
+  fill({{0, 0}, {0, 0}, {0, 0}});
+  for (int number : {2, 1, 3}) markUnavailable(server(number));
+  EXPECT_EQ(listed(0), "");
+  PoolHold hold(pool_);  // a second call would wait for it
+  markUnavailable(server(2));
+  EXPECT_EQ(listed(-1), "312");
+}
+
+TEST_F(AllocationTest, PlaceServerMovesToTheHeadUnlessTheListIsTheSame) {
+  fill({{0, 0}, {0, 0}, {0, 0}});
+  place(3, 50);
+  EXPECT_EQ(listed(0), "123") << "the same list: not moved";
+  place(3, 450);
+  place(1, 499);
+  EXPECT_EQ(listed(0) + " " + listed(4), "2 13");
+  place(3, 40000);
+  EXPECT_EQ(listed(0) + " " + listed(4), "32 1");
+  markUnavailable(server(3));
+  markUnavailable(server(2));
+  place(3, 10000);
+  EXPECT_EQ(listed(-1) + " " + listed(9), "2 3");
 }
 
 }  // namespace

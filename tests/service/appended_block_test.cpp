@@ -43,7 +43,7 @@ TEST(AppendedTables, Bytes) {
        word(1) + dialogEntry(7, 0xFFFFFFFF, "T", "S", item + "\1\1\1"),
        "20=a;7,2,1,24,T,8,S:9,16,Button,OK;"},
       {"cut inside a text", word(1) + word(4095U << 20 | 7) + "abc",
-       word(1) + entryOf(dialogBody(7, 1, "T", "S", item.substr(0, 27))), "7=abc;7,2,1,24,T,8,S:9,16,B,;"},
+       word(1) + dialogEntry(7, 1, "T", "S", item.substr(0, 27)), "7=abc;7,2,1,24,T,8,S:9,16,B,;"},
       {"a NUL ends a text but not the entry",
        word(2) + stringEntry(5, std::string("a\0b", 3)) + stringEntry(4, "c"), "", "5=a;4=c;"},
       {"a body without its seven words is no dialog", "",

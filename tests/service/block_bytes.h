@@ -27,19 +27,12 @@ inline std::string stringEntry(std::uint32_t id, const std::string& text) {
 }
 
 // Style 2, x 21, y 22, width 23, height 24, point size 8.
-inline std::string dialogBody(std::uint32_t id, std::uint32_t itemCount, const std::string& caption,
-                              const std::string& fontName, const std::string& items) {
-  return word(id) + word(2) + word(itemCount) + word(21) + word(22) + word(23) + word(24) +
-         half(caption.size()) + caption + word(8) + half(fontName.size()) + fontName + items;
-}
-
-// A table entry around a body.
-inline std::string entryOf(const std::string& body) {
-  return word(0x55555555) + word(static_cast<std::uint32_t>(body.size())) + body;
-}
 inline std::string dialogEntry(std::uint32_t id, std::uint32_t itemCount, const std::string& caption,
                                const std::string& fontName, const std::string& items) {
-  return entryOf(dialogBody(id, itemCount, caption, fontName, items));
+  const std::string body = word(id) + word(2) + word(itemCount) + word(21) + word(22) + word(23) + word(24) +
+                           half(caption.size()) + caption + word(8) + half(fontName.size()) + fontName +
+                           items;
+  return word(0x55555555) + word(static_cast<std::uint32_t>(body.size())) + body;
 }
 
 // Style 3, x 13, y 14, width 15, height 16.

@@ -31,7 +31,6 @@ TEST(PollProtocol, Load) {
     std::int32_t used, limit, load;
   } cases[] = {
       {"without a limit it is 0", 50, 0, 0},
-      {"above the limit", 50, 40, 125},
       {"cut toward zero", -2, 3, -66},
       {"a negative limit looks idle", 30, -40, -75},
       {"the product wraps negative", 21474837, 100, 20973},
@@ -48,12 +47,10 @@ TEST(PollProtocol, AllocationList) {
     int list;
   } cases[] = {
       {"divisor 0 goes to list 0", 0, 5000, 100, 0},
-      {"99 is the last of list 0", 1, 99, 100, 0},
       {"100 is the first of list 1", 1, 100, 100, 1},
       {"the average is cut, not rounded", 2, 199, 100, 0},
       {"1000 is in list 9", 1, 1000, 100, 9},
       {"40000 wraps negative", 1, 40000, 100, 0},
-      {"100000 wraps negative", 1, 100000, 100, 0},
       {"65536 and 250 count as 250", 1, 65786, 100, 2},
       {"both negative make a positive average", -1, -500, 100, 5},
       {"the lowest by -1 wraps to a low half of 0", -1, kLowest, 1, 0},

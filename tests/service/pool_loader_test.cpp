@@ -51,11 +51,16 @@ TEST(ServerEntry, SplitAtTheFirstColon) {
   const struct {
     const char *entry, *address;
     std::int32_t port;
-  } cases[] = {
-      {"10.0.0.5:5912", "10.0.0.5", 5912},      {"5913", "0.0.0.0", 5913},
-      {"dbhost:5912", "255.255.255.255", 5912}, {":5912", "255.255.255.255", 5912},
-      {"10.0.0.5:80:90", "10.0.0.5", 80},       {"10.0.0.5: 70000x", "10.0.0.5", 70000},
-  };
+  } cases[] = {{"10.0.0.5:5912", "10.0.0.5", 5912},
+               {"dbhost:5912", "255.255.255.255", 5912},
+               {":5912", "255.255.255.255", 5912},
+               {"10.0.0.5:80:90", "10.0.0.5", 80},
+               {"10.0.0.5: \t70000x", "10.0.0.5", 70000},
+               {"10.0.0.5:- 5", "10.0.0.5", 0},
+               {"-5", "0.0.0.0", -5},
+               {"4294967297", "0.0.0.0", 1},
+               {"", "0.0.0.0", 0},
+               {"2147483649", "0.0.0.0", -2147483647}};
   for (const auto& row : cases) {
     const ServerEndpoint endpoint = parseServerEntry(row.entry);
     EXPECT_STREQ(inet_ntoa({endpoint.ipAddress}), row.address) << row.entry;
@@ -68,20 +73,15 @@ TEST(PollInterval, IsInMillisecondsAndNeverZero) {
   EXPECT_EQ(pollIntervalOf(3000000), -1294967296) << "an unsigned product in a signed field";
 }
 
-TEST_F(PoolLoaderTest, GapsEndTheLists) {
-  EXPECT_EQ(load(keys("Pool", 2, "P") + "Pool4=P\r\n", keys("Server", 2, "7") + "Server4=8\r\n", 4), 0u);
-  EXPECT_EQ(poolCount(), 2);
+TEST_F(PoolLoaderTest, Of70PoolsTheFirst64AreLoadedAndAGapEndsTheServers) {
+  EXPECT_EQ(load(keys("Pool", 70, "P"), keys("Server", 2, "7") + "Server4=8\r\n", 128), 0u);
+  EXPECT_EQ(poolCount(), 64);
   EXPECT_EQ(poolList->serverCount, 2);
 }
 
-TEST_F(PoolLoaderTest, Of70PoolsTheFirst64AreLoaded) {
-  EXPECT_EQ(load(keys("Pool", 70, "P"), "Server1=1\r\n", 64), 0u);
-  EXPECT_EQ(poolCount(), 64);
-}
-
-TEST_F(PoolLoaderTest, Of300ServersTheFirst256AreLoaded) {
-  EXPECT_EQ(load("Pool1=P\r\n", keys("Server", 300, "7"), 256), 0u);
-  EXPECT_EQ(poolList->serverCount, 256);
+TEST_F(PoolLoaderTest, Of300ServersTheFirst256AreLoadedAndAGapEndsThePools) {
+  EXPECT_EQ(load("Pool1=P\r\nPool3=P\r\n", keys("Server", 300, "7"), 256), 0u);
+  EXPECT_EQ(poolCount(), 1);
   EXPECT_EQ(poolList->servers[255].port, 7);
 }
 

@@ -1,11 +1,9 @@
-// The socket operations against peers that close, reset, stay silent and take their time.
+// Where a socket connects to, and its end. Peers that close, reset, stay silent and take their time show in
+// the end-to-end tests.
 #include "service/tcp_socket.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-
-#include <csignal>
-#include <thread>
 
 #include "tests/support/test_client.h"
 
@@ -16,7 +14,6 @@ class TcpSocketTest : public testing::Test {
  protected:
   // A listening socket that peers connect to.
   TcpSocketTest() {
-    std::signal(SIGPIPE, SIG_IGN);
     listening_.create();
     EXPECT_TRUE(listening_.bindAndListen(0));
     port_ = portOf(listening_.descriptor());
@@ -24,7 +21,6 @@ class TcpSocketTest : public testing::Test {
 
   TcpSocket listening_;
   std::uint16_t port_ = 0;
-  char bytes_[34] = {};
 };
 
 TEST_F(TcpSocketTest, HostIsADottedAddressOrThisMachine) {
@@ -45,33 +41,6 @@ TEST_F(TcpSocketTest, HostIsADottedAddressOrThisMachine) {
   }
 }
 
-TEST_F(TcpSocketTest, ReceivesExactlyOrFails) {
-  TestClient peer(port_);
-  TcpSocket socket(listening_.accept());
-  std::string bytes(5, '.');
-  peer.send("ab");
-  std::thread later([&peer] { peer.send("cdeX"); });
-  EXPECT_TRUE(socket.receiveExactly(bytes.data(), 5));
-  EXPECT_EQ(bytes, "abcde");
-  later.join();
-  peer.close();
-  EXPECT_FALSE(socket.receiveExactly(bytes.data(), 2)) << "one byte, then the end";
-}
-
-TEST_F(TcpSocketTest, SendsMoreThanTheSystemTakesAtOnce) {
-  TestClient peer(port_);
-  TcpSocket socket(listening_.accept());
-  const std::string much(8 << 20, 'm');
-  bool sent = false;
-  std::thread sender([&] { sent = socket.sendAll(much.data(), much.size()); });
-  EXPECT_EQ(peer.receive(much.size()), much);
-  sender.join();
-  EXPECT_TRUE(sent);
-  peer.reset();
-  EXPECT_FALSE(socket.receiveExactly(bytes_, 1));
-  EXPECT_FALSE(socket.sendAll(much.data(), much.size()));
-}
-
 TEST_F(TcpSocketTest, DescriptorIsClosedOnce) {
   TcpSocket socket;
   socket.create();
@@ -86,8 +55,9 @@ TEST_F(TcpSocketTest, DescriptorIsClosedOnce) {
 TEST_F(TcpSocketTest, ConnectionToItselfGivesNoReply) {
   TcpSocket socket(bindPort());
   ASSERT_TRUE(socket.connectToAddress(0, portOf(socket.descriptor())));
-  ASSERT_TRUE(socket.sendAll(bytes_, 23));
-  EXPECT_FALSE(socket.receiveExactly(bytes_, sizeof bytes_));
+  char bytes[34] = {};
+  ASSERT_TRUE(socket.sendAll(bytes, 23));
+  EXPECT_FALSE(socket.receiveExactly(bytes, sizeof bytes));
 }
 
 }  // namespace

@@ -3,16 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "nimboxi/text.h"
 
-namespace nimboxi {
-namespace {
+using namespace nimboxi;
 
 TEST(CodePage, CaseIsThatOfThePageAndComesBack) {
   std::string changed;
@@ -24,8 +21,7 @@ TEST(CodePage, CaseIsThatOfThePageAndComesBack) {
   }
   EXPECT_EQ(changed.substr(0, 6), "\x9A\x9C\x9E\xFF\xE0\xE1");
   EXPECT_EQ(changed.size(), 4 + 30u);  // four strays; 0xE0 to 0xFE without the division sign
-  for (const std::uint8_t byte : std::vector<std::uint8_t>{0xDF, 0xF7, 0x83})
-    EXPECT_EQ(toUpperAnsi(byte), byte);
+  for (const int byte : {0xDF, 0xF7, 0x83}) EXPECT_EQ(toUpperAnsi(static_cast<std::uint8_t>(byte)), byte);
 }
 
 TEST(CodePage, EveryDefinedByteComesBackFromUtf8) {
@@ -38,25 +34,21 @@ TEST(CodePage, EveryDefinedByteComesBackFromUtf8) {
     EXPECT_EQ(Utf8ToAnsi(utf8, back), 1);
     EXPECT_EQ(back[0], undefined.find(source[0]) == std::string::npos ? source[0] : '\xBF') << i;
   }
+  char* copy = AnsiToUtf8Dup("\x80\x80\xE9z");
+  EXPECT_STREQ(copy, "\xE2\x82\xAC\xE2\x82\xAC\xC3\xA9z") << "has room for its text";
+  std::free(copy);
 }
 
 TEST(CodePage, ForeignAndBrokenUtf8) {
-  struct Case {
-    const char *name, *utf8, *ansi;
-  };
-  for (const Case& c : {
-           Case{"the euro sign", "\xE2\x82\xAC", "\x80"},
-           Case{"a control code that the page does not have", "\xC2\x81", "\xBF"},
-           Case{"continuation bytes are not checked", "\xC3)", "\xE9"},
-           Case{"a stray continuation byte starts a two-byte form", "\x83\xA9x", "\xE9x"},
-           Case{"0xF8 and above stand for themselves", "\xF8\xFF!", "\xF8\xFF!"},
-           Case{"the end inside a four-byte form", "a\xF0\x80\x83", "a\xC0"},
-       }) {
-    SCOPED_TRACE(c.name);
+  auto toAnsi = [](const char* utf8) {
     char ansi[16];
-    EXPECT_EQ(Utf8ToAnsi(c.utf8, ansi), static_cast<int>(std::string(c.ansi).size()));
-    EXPECT_STREQ(ansi, c.ansi);
-  }
+    return std::string(ansi, ansi + Utf8ToAnsi(utf8, ansi));
+  };
+  EXPECT_EQ(toAnsi("\xC2\x81"), "\xBF") << "a control code that the page does not have";
+  EXPECT_EQ(toAnsi("\xC3)"), "\xE9") << "continuation bytes are not checked";
+  EXPECT_EQ(toAnsi("\x83\xA9x"), "\xE9x") << "a stray continuation byte starts a two-byte form";
+  EXPECT_EQ(toAnsi("\xF8\xFF!"), "\xF8\xFF!") << "0xF8 and above stand for themselves";
+  EXPECT_EQ(toAnsi("a\xF0\x80\x83"), "a\xC0") << "the end inside a four-byte form";
 }
 
 TEST(CodePage, Utf32AtTheBoundsOfEveryLength) {
@@ -67,18 +59,10 @@ TEST(CodePage, Utf32AtTheBoundsOfEveryLength) {
   std::uint32_t back[16];
   utf8[19] = '\0';  // without the replacement, which is no UTF-8
   EXPECT_EQ(Utf8ToUtf32(utf8, back), 7);
-  EXPECT_TRUE(std::equal(back, back + 7, source.begin()));
+  EXPECT_EQ(std::vector(back, back + 7), std::vector(source.begin(), source.begin() + 7));
   const std::uint32_t wide[] = {0x1F600, 0x10FFFF, 0xD800, 0x110000, 0xFFFFFFFF, 0};
   const std::vector<std::uint16_t> surrogates{0xD83D, 0xDE00, 0xDBFF, 0xDFFF, 0xD800, 0xBF, 0xBF, 0};
   std::uint16_t units[8];
   EXPECT_EQ(Utf32ToUtf16(wide, units), 7);
   EXPECT_EQ(std::vector<std::uint16_t>(units, units + 8), surrogates);
 }
-
-TEST(CodePage, ACopyHasRoomForItsText) {
-  const std::unique_ptr<char, decltype(&std::free)> utf8(AnsiToUtf8Dup("\x80\x80\xE9z"), std::free);
-  EXPECT_STREQ(utf8.get(), "\xE2\x82\xAC\xE2\x82\xAC\xC3\xA9z");
-}
-
-}  // namespace
-}  // namespace nimboxi

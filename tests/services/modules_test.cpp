@@ -11,8 +11,7 @@ using namespace nimboxi;
 
 namespace {
 
-const std::string kModules = NIMBOLSP_TEST_MODULES;
-const std::string kEngine = kModules + "/engine";
+const std::string kEngine = NIMBOLSP_TEST_MODULES "/engine";
 
 HMODULE loadEngine(EngineCalls* calls) {
   HMODULE engine = LoadLibrary(kEngine.c_str());
@@ -44,7 +43,6 @@ TEST(Modules, NoFreeLibKeepsLibrariesUntilShutdown) {
   {
     StartedLayer layer("[Setup]\r\nVersion=4\r\nNoFreeLib=1\r\n");
     HMODULE engine = loadEngine(&calls);
-    LoadLibrary(kEngine.c_str());
     FindResource(engine, nullptr, nullptr);
     for (int i = 0; i < 3; ++i) EXPECT_EQ(FreeLibrary(engine), 1);
     EXPECT_STREQ(calls.order, "LA.");
@@ -64,20 +62,13 @@ TEST(Modules, FailedLoadTellsWhy) {
 }
 
 TEST(Modules, LookupByName) {
-  const struct {
-    const char *what, *programPath, *name;
-    bool found;
-  } cases[] = {
-      {"a relative record matches by the last part", "engine.so", "any/where/engine.x", true},
-      {"a relative record with directories never matches", "bin/engine.so", "bin/engine", false},
-      {"an absolute record, cut at the last dot", "/opt/x.d/engine.so", "/opt/x.d/engine.dll", true},
-      {"a dot of a directory cuts too", "/opt/x.so", "/opt/x.d/engine", true},
+  const auto find = [](const char* programPath, const char* name) {
+    const StartedLayer layer("", nullptr, programPath);
+    return GetModuleHandle(name);
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    StartedLayer layer("", nullptr, c.programPath);
-    EXPECT_EQ(GetModuleHandle(c.name), c.found ? MAIN_MODULE_HANDLE : nullptr);
-  }
+  EXPECT_EQ(find("engine.so", "any/where/engine.x"), MAIN_MODULE_HANDLE) << "matches by the last part";
+  EXPECT_EQ(find("bin/engine.so", "bin/engine"), nullptr) << "a relative record with directories never does";
+  EXPECT_EQ(find("/opt/x.so", "/opt/x.d/engine"), MAIN_MODULE_HANDLE) << "a dot of a directory cuts too";
 }
 
 TEST(Modules, ResourceGoesThroughFindLoadLockSizeFree) {
@@ -96,7 +87,7 @@ TEST(Modules, ResourceGoesThroughFindLoadLockSizeFree) {
 
 TEST(Modules, WithoutModuleOrFunctionEverythingIsZero) {
   StartedLayer layer;
-  HMODULE plain = LoadLibrary((kModules + "/plain").c_str());
+  HMODULE plain = LoadLibrary(NIMBOLSP_TEST_MODULES "/plain");
   EXPECT_NE(GetProcAddress(plain, "answerOfPlain"), nullptr);
   for (HMODULE module : {plain, HMODULE{nullptr}, static_cast<HMODULE>(&layer), MAIN_MODULE_HANDLE}) {
     EXPECT_EQ(LoadString(module, 1, nullptr, 9), 0);

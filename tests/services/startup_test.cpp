@@ -17,8 +17,8 @@
 using namespace nimboxi;
 
 TEST(LayerStartup, ProfileStandsWhereTheEnvironmentSaysElseBesideTheProgram) {
-  const std::string tooLong(MAX_PATH_BYTES, '/');
-  for (const std::string& directory : {tooLong, std::string(), std::string("/nowhere/at/all")}) {
+  for (const std::string& directory :
+       {std::string(MAX_PATH_BYTES, '/'), std::string(), std::string("/no/where")}) {
     SCOPED_TRACE(directory);
     const TempFolder program;
     setLayerProfilePath("");
@@ -27,7 +27,7 @@ TEST(LayerStartup, ProfileStandsWhereTheEnvironmentSaysElseBesideTheProgram) {
     unsetenv("NIMBOXIDIR");
     EXPECT_STREQ(GetLocalizedText(2), "OK");
     LayerShutdown();
-    EXPECT_EQ(program.read("nimboxi.ini").empty(), directory == "/nowhere/at/all");
+    EXPECT_EQ(program.read("nimboxi.ini").empty(), directory == "/no/where");
   }
 }
 
@@ -47,28 +47,22 @@ TEST(LayerShutdown, MayBeRepeatedAndFollowedByAStart) {
 }
 
 TEST(LayerShutdown, ThreadsThatStillUseTheLayerMeetNothingFreed) {
-  std::atomic<bool> stop{false};
-  std::atomic<int> running{0};
-  const auto useLayer = [&stop, &running] {
+  std::atomic<int> passes{0};
+  const auto useLayer = [&passes](const std::stop_token& stop) {
     HANDLE semaphore = CreateSemaphore(nullptr, 0, 1, nullptr);
     char text[256];
-    for (bool counted = false; !stop; counted = true) {
+    for (; !stop.stop_requested(); ++passes) {
       ReleaseSemaphore(semaphore, 1, nullptr);
       EXPECT_EQ(WaitForSingleObject(semaphore, INFINITE), WAIT_OBJECT_0);
       LoadString(MAIN_MODULE_HANDLE, 1, text, sizeof text);
       SetLastErrorText("late");
-      if (!counted) ++running;
     }
     CloseHandle(semaphore);
   };
-  for (int round = 1; round <= 5; ++round) {
-    stop = false;
+  for (int round = 0; round < 5; ++round) {
     std::vector<std::jthread> threads;
-    {
-      StartedLayer layer;
-      for (int i = 0; i < 4; ++i) threads.emplace_back(useLayer);
-      while (running < 4 * round) std::this_thread::yield();
-    }
-    stop = true;
+    StartedLayer layer;  // ends before the threads do
+    for (int i = 0; i < 4; ++i) threads.emplace_back(useLayer);
+    for (const int before = passes; passes < before + 100;) std::this_thread::yield();
   }
 }

@@ -37,9 +37,8 @@ void DaemonProcess::spawn(const std::vector<std::string>& commandLine, Output ou
   } else if (output == kClosed) {
     for (int standard : {0, 1, 2}) posix_spawn_file_actions_addclose(&actions, standard);
   } else if (pipe2(ends, O_CLOEXEC) == 0) {
-    pipeEnd_.replace(ends[0]);
+    close(ends[0]);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    if (output == kBrokenPipe) pipeEnd_.close();
   }
   posix_spawn_file_actions_addchdir_np(&actions, folder_.path().c_str());
 
@@ -84,13 +83,6 @@ int DaemonProcess::stopService() {
   TestClient client(port_);
   client.send({"\2\0", 2});
   return client.receive(2) == std::string(1, '\0') ? wait() : -1;
-}
-
-std::string DaemonProcess::readLine() {
-  std::string line;
-  char byte;
-  while (!line.ends_with('\n') && read(pipeEnd_.number(), &byte, 1) == 1) line += byte;
-  return line;
 }
 
 std::ptrdiff_t DaemonProcess::descriptors() const {

@@ -12,9 +12,9 @@
 
 class DaemonProcess {
  public:
-  // Where the program's standard output goes: output() reads it; readLine() reads it; nobody reads it;
-  // nowhere, as descriptors 0 to 2 are closed at the start.
-  enum Output { kFile, kPipe, kBrokenPipe, kClosed };
+  // Where the program's standard output goes: output() reads it; nobody reads it; nowhere, as descriptors 0
+  // to 2 are closed at the start.
+  enum Output { kFile, kBrokenPipe, kClosed };
 
   explicit DaemonProcess(const std::string& program);
   ~DaemonProcess();
@@ -45,9 +45,8 @@ class DaemonProcess {
 
   bool isRunning();
 
-  // Standard output until now (kFile), or its next line with its newline (kPipe).
+  // Standard output until now (kFile).
   std::string output() const { return folder_.read("output.txt"); }
-  std::string readLine();
 
   // The log of a command, as typed, without timestamps.
   std::string log(const std::string& command = "-run") const {
@@ -60,7 +59,6 @@ class DaemonProcess {
  private:
   TempFolder folder_;
   Descriptor reservation_;
-  Descriptor pipeEnd_;
   std::uint16_t port_;
   pid_t pid_ = -1;
   int status_ = -1;

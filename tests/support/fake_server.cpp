@@ -1,7 +1,5 @@
 #include "tests/support/fake_server.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include "tests/support/eventually.h"
@@ -63,8 +61,6 @@ void FakeServer::dealWith(int connection) {
   const ssize_t received = recv(connection, request, sizeof request, MSG_WAITALL);
   const std::lock_guard lock(mutex_);
   lastRequest_.assign(request, received < 0 ? 0 : static_cast<std::size_t>(received));
-  const int noDelay = 1;
-  setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
   const std::size_t packet = manner_ == kDribble ? 1 : bytes_.size();
   for (std::size_t at = 0; at < bytes_.size(); at += packet) {
     send(connection, bytes_.data() + at, packet, MSG_NOSIGNAL);
