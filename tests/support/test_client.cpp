@@ -58,6 +58,7 @@ bool TestClient::send(std::string_view bytes) {
 }
 
 std::string TestClient::receive(std::size_t size) {
+  if (size == 0) return {};  // even so a call would take the reset that awaitEnd is to see
   std::string bytes(size, '\0');
   const ssize_t received = recv(socket_.number(), bytes.data(), size, MSG_WAITALL);
   bytes.resize(received < 0 ? 0 : static_cast<std::size_t>(received));
