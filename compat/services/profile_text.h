@@ -1,13 +1,15 @@
 // The text of a profile: its lines, section headers and keys, and where a write cuts it. Pure: no file, no
 // lock. `text` is a profile up to its first NUL (readableText), at most 2^31-2 bytes.
 //
-//   line     ends at a CR or an LF; one LF directly behind that belongs to the same line end. So LF LF is
-//   one. header   a line that begins with "[". The name runs to the first "]" or to the end of the text.
-//   section  begins behind its header's line; ends at a line whose first byte, as a signed char, is below
-//   0x21,
-//            or with the text. A header does not end it: it is a key line there, of itself alone.
-//   key      runs from the line's start to the next "=", over line ends too unless the line begins with "[".
-//            The value runs from there to the line's end. The line after that is the next one.
+// Line: ends at a CR or an LF; one LF directly behind that belongs to the same line end, so LF LF is one.
+//
+// Header: a line that begins with "[". The name runs to the first "]" or to the end of the text.
+//
+// Section: begins behind its header's line; ends at a line whose first byte, as a signed char, is below 0x21,
+// or with the text. A header does not end it: it is a key line there, of itself alone.
+//
+// Key: runs from the line's start to the next "=", over line ends too unless the line begins with "[". The
+// value runs from there to the line's end. The line after that is the next one.
 #pragma once
 
 #include <cstddef>

@@ -72,9 +72,8 @@ int32_t LayerStartup(const char* programPath, RESOURCE_FUNCTION resourceFunction
   return fonts;
 }
 
-// 1. Inside the guard: fonts, texts, program path, error text, modules, printing, the profile cache; what
-// other
-//    threads ask for meanwhile or later finds nothing there.
+// 1. Inside the guard: fonts, texts, program path, error text, modules, printing, the profile cache. Other
+//    threads that ask meanwhile or later find nothing there.
 // 2. Outside: the lock itself.
 void LayerShutdown() {
   {
