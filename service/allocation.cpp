@@ -3,9 +3,9 @@
 #include <cstring>
 #include <string>
 
-#include "service/numbers.h"
 #include "service/reports.h"
 #include "service/settings.h"
+#include "service/wire/numbers.h"
 
 namespace nimbolsp {
 
@@ -26,7 +26,7 @@ void detail(std::string_view text, const PoolServer* server) {
   if (detailed()) debugLog(text, server->ipAddress, server->port);
 }
 
-void detailVisited(const PoolServer* server, int list) REQUIRES(poolGuard) {
+void detailVisited(const PoolServer* server, int list) NIMBOXI_REQUIRES(poolGuard) {
   if (!detailed()) return;
   const std::string load = std::to_string(server->load) + "%";
   detail("Server assigned to allocation list " + std::to_string(list) + " with load " + load, server);
@@ -43,7 +43,7 @@ struct Candidates {
 };
 
 // Finds the least loaded servers of a list and marks each with the search's sequence number.
-Candidates findCandidates(ServerPool* pool, int list) REQUIRES(poolGuard) {
+Candidates findCandidates(ServerPool* pool, int list) NIMBOXI_REQUIRES(poolGuard) {
   Candidates found;
   std::int16_t minimum = kFullLoad;
   for (PoolServer* server = pool->allocationLists[list]; server != nullptr; server = server->next) {
@@ -62,7 +62,7 @@ Candidates findCandidates(ServerPool* pool, int list) REQUIRES(poolGuard) {
 }
 
 // Of several candidates the one handed out longest ago; the first of them when that is equal.
-PoolServer* leastRecent(ServerPool* pool, PoolServer* best) REQUIRES(poolGuard) {
+PoolServer* leastRecent(ServerPool* pool, PoolServer* best) NIMBOXI_REQUIRES(poolGuard) {
   PoolServer* chosen = best;
   for (PoolServer* server = best->next; server != nullptr; server = server->next) {
     if (server->candidateMark != pool->allocationSequence) continue;
@@ -75,7 +75,7 @@ PoolServer* leastRecent(ServerPool* pool, PoolServer* best) REQUIRES(poolGuard) 
 
 // The search: the lowest list with a candidate wins, whatever the loads in later lists. Null when no list has
 // a server below 100 %.
-PoolServer* searchLists(ServerPool* pool) REQUIRES(poolGuard) {
+PoolServer* searchLists(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
   for (int list = 0; list < kAllocationLists; ++list) {
     const Candidates found = findCandidates(pool, list);
     if (found.count == 1) return found.best;
@@ -85,7 +85,7 @@ PoolServer* searchLists(ServerPool* pool) REQUIRES(poolGuard) {
 }
 
 // Some server when all are full or withheld: the one filed most recently. Null for a pool without any.
-PoolServer* anyServer(ServerPool* pool) REQUIRES(poolGuard) {
+PoolServer* anyServer(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
   for (PoolServer* head : pool->allocationLists) {
     if (head != nullptr) return head;
   }
@@ -93,7 +93,7 @@ PoolServer* anyServer(ServerPool* pool) REQUIRES(poolGuard) {
 }
 
 // Counts the request at once, so that a burst spreads before the next poll brings fresh figures.
-void countRequest(ServerPool* pool, PoolServer* chosen) REQUIRES(poolGuard) {
+void countRequest(ServerPool* pool, PoolServer* chosen) NIMBOXI_REQUIRES(poolGuard) {
   Statistics& statistics = chosen->statistics;
   statistics.loadUsed = wrapAdd(statistics.loadUsed, 1);
   if (statistics.loadLimit != 0) chosen->load = loadPercent(statistics.loadUsed, statistics.loadLimit);

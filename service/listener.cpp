@@ -3,9 +3,9 @@
 #include "service/allocation.h"
 #include "service/pool_loader.h"
 #include "service/reports.h"
-#include "service/request_protocol.h"
-#include "service/string_table.h"
-#include "service/tcp_socket.h"
+#include "service/resources/string_table.h"
+#include "service/wire/request_protocol.h"
+#include "service/wire/tcp_socket.h"
 
 namespace nimbolsp {
 

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "nimboxi/use_count.h"
+#include "nimboxi/support/use_count.h"
 #include "service/log_trim.h"
 #include "service/settings.h"
 
@@ -21,10 +21,10 @@ namespace {
 constinit nimboxi::UseCount logUsers;
 
 // Set once, when only one thread may still report.
-constinit bool othersSilenced GUARDED_BY(logLock) = false;
-constinit pthread_t reportingThread GUARDED_BY(logLock) = 0;
+constinit bool othersSilenced NIMBOXI_GUARDED_BY(logLock) = false;
+constinit pthread_t reportingThread NIMBOXI_GUARDED_BY(logLock) = 0;
 
-bool isSilenced() REQUIRES(logLock) {
+bool isSilenced() NIMBOXI_REQUIRES(logLock) {
   return othersSilenced && pthread_equal(reportingThread, pthread_self()) == 0;
 }
 
@@ -64,7 +64,7 @@ void closeLogLock() {
 }
 
 // Too late to report, the writer holds no lock and writes nothing; the analysis cannot tell.
-LogWriter::LogWriter() NO_THREAD_SAFETY_ANALYSIS {
+LogWriter::LogWriter() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
   if (!logUsers.tryUse()) return;
   logLock.take();
   holdsLock_ = true;
@@ -72,7 +72,7 @@ LogWriter::LogWriter() NO_THREAD_SAFETY_ANALYSIS {
   if (mayReport_) openLog();
 }
 
-LogWriter::~LogWriter() NO_THREAD_SAFETY_ANALYSIS {
+LogWriter::~LogWriter() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
   if (!holdsLock_) return;
   closeLog();
   logLock.release();

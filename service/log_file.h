@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "nimboxi/thread_annotations.h"
+#include "nimboxi/support/thread_annotations.h"
 #include "service/semaphore_lock.h"
 
 namespace nimbolsp {
@@ -24,12 +24,12 @@ void silenceOtherThreads();
 void closeLogLock();
 
 // One report. Holds the log lock from construction to the end of the scope.
-class SCOPED_CAPABILITY LogWriter {
+class NIMBOXI_SCOPED_CAPABILITY LogWriter {
  public:
   enum Echo { kEcho, kNoEcho };
 
-  LogWriter() ACQUIRE(logLock);
-  ~LogWriter() RELEASE();
+  LogWriter() NIMBOXI_ACQUIRE(logLock);
+  ~LogWriter() NIMBOXI_RELEASE();
   LogWriter(const LogWriter&) = delete;
   LogWriter& operator=(const LogWriter&) = delete;
 

@@ -6,14 +6,14 @@
 #include "nimboxi/layer.h"
 #include "nimboxi/text.h"
 #include "service/control.h"
-#include "service/descriptors.h"
 #include "service/listener.h"
 #include "service/log_file.h"
 #include "service/reports.h"
-#include "service/resource_function.h"
+#include "service/resources/resource_function.h"
+#include "service/resources/string_table.h"
 #include "service/server_pool.h"
 #include "service/settings.h"
-#include "service/string_table.h"
+#include "service/wire/descriptors.h"
 
 namespace nimbolsp {
 namespace {

@@ -1,9 +1,9 @@
 #include "service/poller.h"
 
 #include "service/reports.h"
+#include "service/resources/string_table.h"
 #include "service/settings.h"
-#include "service/string_table.h"
-#include "service/tcp_socket.h"
+#include "service/wire/tcp_socket.h"
 
 namespace nimbolsp {
 
@@ -13,7 +13,7 @@ void report(const char* text, const PoolServer* server) {
   debugLog(text, server->ipAddress, server->port);
 }
 
-void logLoad(PoolServer* server) REQUIRES(poolGuard) {
+void logLoad(PoolServer* server) NIMBOXI_REQUIRES(poolGuard) {
   if (settings().debugLevel == 0) return;
   report(("Load: " + std::to_string(server->load) + "%").c_str(), server);
 }

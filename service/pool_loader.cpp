@@ -4,10 +4,10 @@
 
 #include <cstring>
 
-#include "service/numbers.h"
 #include "service/poller.h"
+#include "service/resources/string_table.h"
 #include "service/settings.h"
-#include "service/string_table.h"
+#include "service/wire/numbers.h"
 
 namespace nimbolsp {
 

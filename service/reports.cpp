@@ -3,8 +3,8 @@
 #include <netinet/in.h>
 
 #include "nimboxi/modules.h"
+#include "service/resources/string_table.h"
 #include "service/settings.h"
-#include "service/string_table.h"
 
 namespace nimbolsp {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "nimboxi/thread_annotations.h"
+#include "nimboxi/support/thread_annotations.h"
 #include "service/log_file.h"
 
 namespace nimbolsp {
@@ -15,21 +15,21 @@ namespace nimbolsp {
 std::string stringText(std::uint32_t id);
 
 // Reports a message by its string id.
-void logMessage(std::uint32_t id) EXCLUDES(logLock);
+void logMessage(std::uint32_t id) NIMBOXI_EXCLUDES(logLock);
 
 // Reports a text as one line.
-void logText(std::string_view text) EXCLUDES(logLock);
+void logText(std::string_view text) NIMBOXI_EXCLUDES(logLock);
 
 // Reports a message by its string id, on the terminal behind the service's title.
-void reportStatus(std::uint32_t id) EXCLUDES(logLock);
+void reportStatus(std::uint32_t id) NIMBOXI_EXCLUDES(logLock);
 
 // Reports a debug line when debugging is on.
 //   ipAddress  in network order, 0 for none
 //   port       0 for none; the line then carries no address either
-void debugLog(std::string_view text, std::uint32_t ipAddress, std::int32_t port) EXCLUDES(logLock);
+void debugLog(std::string_view text, std::uint32_t ipAddress, std::int32_t port) NIMBOXI_EXCLUDES(logLock);
 
 // Reports the usage, under one open of the log.
-void printUsage() EXCLUDES(logLock);
+void printUsage() NIMBOXI_EXCLUDES(logLock);
 
 // The debug line that debugLog reports. Pure.
 std::string debugLine(std::string_view text, std::uint32_t ipAddress, std::int32_t port);

@@ -16,10 +16,10 @@ void SemaphoreLock::close() {
 }
 
 // The analysis cannot see that a place of the semaphore is the lock.
-void SemaphoreLock::take() NO_THREAD_SAFETY_ANALYSIS {
+void SemaphoreLock::take() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
   WaitForSingleObject(handle_, INFINITE);
 }
-void SemaphoreLock::release() NO_THREAD_SAFETY_ANALYSIS {
+void SemaphoreLock::release() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
   ReleaseSemaphore(handle_, 1, nullptr);
 }
 

@@ -7,12 +7,12 @@
 #include <cstdint>
 #include <memory>
 
-#include "nimboxi/thread_annotations.h"
+#include "nimboxi/support/thread_annotations.h"
+#include "nimboxi/support/use_count.h"
 #include "nimboxi/types.h"
-#include "nimboxi/use_count.h"
 #include "service/log_file.h"
-#include "service/poll_protocol.h"
 #include "service/semaphore_lock.h"
+#include "service/wire/poll_protocol.h"
 
 namespace nimbolsp {
 
@@ -20,8 +20,8 @@ struct PoolServer;
 
 // Names the lock of the pool in hand to the compiler's analysis, which cannot tell that a server found in a
 // pool's list is of that pool; no thread ever holds two pools' locks. It holds nothing itself.
-class CAPABILITY("pool lock") PoolGuard {};
-extern PoolGuard poolGuard ACQUIRED_BEFORE(logLock);
+class NIMBOXI_CAPABILITY("pool lock") PoolGuard {};
+extern PoolGuard poolGuard NIMBOXI_ACQUIRED_BEFORE(logLock);
 
 inline constexpr int kAllocationLists = 10;
 inline constexpr std::size_t kNameSize = 256;  // a pool's name or a server's text, with its NUL
@@ -41,9 +41,11 @@ struct ServerPool {
   // Guards the lists and the servers' state. Order: a pool's lock, then the log lock; never two pools' locks,
   // and none during network calls or sleeps.
   SemaphoreLock lock;
-  std::int32_t allocationSequence GUARDED_BY(poolGuard) = 1;  // one more with every allocation attempt
-  PoolServer* allocationLists[kAllocationLists] GUARDED_BY(poolGuard) = {};
-  PoolServer* unallocatedList GUARDED_BY(poolGuard) = nullptr;  // being polled, or failed the last poll
+  std::int32_t allocationSequence NIMBOXI_GUARDED_BY(poolGuard) =
+      1;  // one more with every allocation attempt
+  PoolServer* allocationLists[kAllocationLists] NIMBOXI_GUARDED_BY(poolGuard) = {};
+  PoolServer* unallocatedList NIMBOXI_GUARDED_BY(poolGuard) =
+      nullptr;  // being polled, or failed the last poll
 
   ServerPool();
   ~ServerPool();
@@ -61,24 +63,26 @@ struct PoolServer {
   // Set and cleared by the server's own thread alone, under the lock; that thread reads it without.
   std::atomic<bool> unavailable{false};
 
-  PoolServer* next GUARDED_BY(poolGuard) = nullptr;  // in the one list that holds the server
-  Statistics statistics GUARDED_BY(poolGuard);       // of the last good reply; `loadUsed` counts allocations
-  std::int16_t load GUARDED_BY(poolGuard) = 0;       // per cent
-  std::int16_t listIndex GUARDED_BY(poolGuard) = 0;  // 0 to 9; -1 for the unallocated list
-  std::int32_t lastAllocation GUARDED_BY(poolGuard) = 0;  // sequence number; 0 before any
-  std::int32_t candidateMark GUARDED_BY(poolGuard) = 0;   // sequence number of the search that marked it
+  PoolServer* next NIMBOXI_GUARDED_BY(poolGuard) = nullptr;  // in the one list that holds the server
+  Statistics statistics
+      NIMBOXI_GUARDED_BY(poolGuard);  // of the last good reply; `loadUsed` counts allocations
+  std::int16_t load NIMBOXI_GUARDED_BY(poolGuard) = 0;            // per cent
+  std::int16_t listIndex NIMBOXI_GUARDED_BY(poolGuard) = 0;       // 0 to 9; -1 for the unallocated list
+  std::int32_t lastAllocation NIMBOXI_GUARDED_BY(poolGuard) = 0;  // sequence number; 0 before any
+  std::int32_t candidateMark NIMBOXI_GUARDED_BY(poolGuard) =
+      0;  // sequence number of the search that marked it
 
   ~PoolServer();
 };
 
 // Holds a pool's lock to the end of the scope. Blocks until it is free.
-class SCOPED_CAPABILITY PoolHold {
+class NIMBOXI_SCOPED_CAPABILITY PoolHold {
  public:
-  explicit PoolHold(ServerPool* pool) ACQUIRE(poolGuard) EXCLUDES(logLock) NO_THREAD_SAFETY_ANALYSIS
-      : lock_(pool->lock) {
+  explicit PoolHold(ServerPool* pool) NIMBOXI_ACQUIRE(poolGuard)
+      NIMBOXI_EXCLUDES(logLock) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS : lock_(pool->lock) {
     lock_.take();
   }
-  ~PoolHold() RELEASE() NO_THREAD_SAFETY_ANALYSIS { lock_.release(); }
+  ~PoolHold() NIMBOXI_RELEASE() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS { lock_.release(); }
   PoolHold(const PoolHold&) = delete;
   PoolHold& operator=(const PoolHold&) = delete;
 
@@ -107,18 +111,18 @@ void destroyAllPools();
 ServerPool* findPool(char* name, std::size_t length);
 
 // Unlinks an item from a list and returns what followed it; null, and nothing changed, when it is not in it.
-PoolServer* unlinkFromList(PoolServer** head, PoolServer* item) REQUIRES(poolGuard);
+PoolServer* unlinkFromList(PoolServer** head, PoolServer* item) NIMBOXI_REQUIRES(poolGuard);
 
 // Takes a server out of its allocation list; `listIndex` becomes -1.
-void removeFromList(ServerPool* pool, PoolServer* server) REQUIRES(poolGuard);
+void removeFromList(ServerPool* pool, PoolServer* server) NIMBOXI_REQUIRES(poolGuard);
 
 // Withholds a server from allocation: moves it to the unallocated list. Does nothing for one that is already.
-void markUnavailable(PoolServer* server) EXCLUDES(logLock);
+void markUnavailable(PoolServer* server) NIMBOXI_EXCLUDES(logLock);
 
 // Files a server into the allocation list that its statistics call for.
-void placeServer(ServerPool* pool, PoolServer* server) REQUIRES(poolGuard) EXCLUDES(logLock);
+void placeServer(ServerPool* pool, PoolServer* server) NIMBOXI_REQUIRES(poolGuard) NIMBOXI_EXCLUDES(logLock);
 
 // Puts a server at the head of a list.
-void pushToList(PoolServer** head, PoolServer* server) REQUIRES(poolGuard);
+void pushToList(PoolServer** head, PoolServer* server) NIMBOXI_REQUIRES(poolGuard);
 
 }  // namespace nimbolsp

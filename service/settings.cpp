@@ -1,7 +1,7 @@
 #include "service/settings.h"
 
 #include "nimboxi/profile.h"
-#include "service/numbers.h"
+#include "service/wire/numbers.h"
 
 namespace nimbolsp {
 

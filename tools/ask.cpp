@@ -14,8 +14,8 @@
 #include <thread>
 
 #include "service/pool_loader.h"
-#include "service/request_protocol.h"
-#include "service/tcp_socket.h"
+#include "service/wire/request_protocol.h"
+#include "service/wire/tcp_socket.h"
 #include "tools/descriptor.h"
 
 namespace nimbolsp::tools {

@@ -14,10 +14,10 @@
 #include <string>
 #include <vector>
 
-#include "service/descriptors.h"
 #include "service/pool_loader.h"
-#include "service/request_protocol.h"
 #include "service/settings.h"
+#include "service/wire/descriptors.h"
+#include "service/wire/request_protocol.h"
 #include "tools/ask.h"
 #include "tools/descriptor.h"
 #include "tools/server_options.h"

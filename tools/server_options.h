@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "service/poll_protocol.h"
+#include "service/wire/poll_protocol.h"
 
 namespace nimbolsp::tools {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "service/numbers.h"
+#include "service/wire/numbers.h"
 
 namespace nimbolsp::tools {
 

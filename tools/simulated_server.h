@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "service/poll_protocol.h"
+#include "service/wire/poll_protocol.h"
 #include "tools/server_options.h"
 
 namespace nimbolsp::tools {

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "nimboxi/use_count.h"
+#include "nimboxi/support/use_count.h"
 
 namespace nimboxi {
 

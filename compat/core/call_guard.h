@@ -1,33 +1,32 @@
 // The layer's one lock as its functions see it: CallGuard in every public function, and the state that the
-// guard guards marked GUARDED_BY(layerGuard). Owns the layer lock and the per-thread nesting depth.
+// guard guards marked NIMBOXI_GUARDED_BY(layerGuard). Owns the layer lock and the per-thread nesting depth.
 #pragma once
 
-#include "nimboxi/layer.h"
-#include "nimboxi/synch.h"
-#include "nimboxi/thread_annotations.h"
+#include "nimboxi/call_guard.h"
+#include "nimboxi/support/thread_annotations.h"
 
 namespace nimboxi {
 
 // Names the layer lock to the compiler's analysis; it holds nothing itself.
-class CAPABILITY("layer guard") LayerGuard {};
+class NIMBOXI_CAPABILITY("layer guard") LayerGuard {};
 extern LayerGuard layerGuard;
 
 // Is inside the layer from here to the end of the scope.
-class SCOPED_CAPABILITY CallGuard {
+class NIMBOXI_SCOPED_CAPABILITY CallGuard {
  public:
-  CallGuard() ACQUIRE(layerGuard) { EnterLayer(); }
-  ~CallGuard() RELEASE() {
+  CallGuard() NIMBOXI_ACQUIRE(layerGuard) { EnterLayer(); }
+  ~CallGuard() NIMBOXI_RELEASE() {
     if (inside_) LeaveLayer();
   }
   CallGuard(const CallGuard&) = delete;
   CallGuard& operator=(const CallGuard&) = delete;
 
   // For the one call that blocks without holding the layer.
-  void leave() RELEASE() {
+  void leave() NIMBOXI_RELEASE() {
     inside_ = false;
     LeaveLayer();
   }
-  void enter() ACQUIRE() {
+  void enter() NIMBOXI_ACQUIRE() {
     EnterLayer();
     inside_ = true;
   }

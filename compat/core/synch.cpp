@@ -7,8 +7,7 @@
 #include "nimboxi/errors.h"
 #include "nimboxi/synch.h"
 
-using namespace nimboxi;
-
+namespace nimboxi {
 namespace {
 
 HANDLE fail(HandleRecord* record) {
@@ -26,6 +25,9 @@ bool waitForPlace(sem_t* semaphore) {
 }
 
 }  // namespace
+}  // namespace nimboxi
+
+using namespace nimboxi;
 
 HANDLE CreateSemaphore(void* attributes, int32_t initialCount, int32_t /*maximumCount*/, const char* name) {
   CallGuard guard;

@@ -1,6 +1,7 @@
 // nimboxi: a Win32-style interface over POSIX. One header a topic; this one takes them all in.
 #pragma once
 
+#include "nimboxi/call_guard.h"
 #include "nimboxi/errors.h"
 #include "nimboxi/files.h"
 #include "nimboxi/finding.h"
@@ -11,11 +12,11 @@
 #include "nimboxi/ports.h"
 #include "nimboxi/process.h"
 #include "nimboxi/profile.h"
-#include "nimboxi/shell_words.h"
+#include "nimboxi/support/shell_words.h"
+#include "nimboxi/support/thread_annotations.h"
+#include "nimboxi/support/use_count.h"
 #include "nimboxi/synch.h"
 #include "nimboxi/system.h"
 #include "nimboxi/text.h"
-#include "nimboxi/thread_annotations.h"
 #include "nimboxi/times.h"
 #include "nimboxi/types.h"
-#include "nimboxi/use_count.h"

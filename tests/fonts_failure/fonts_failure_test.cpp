@@ -2,7 +2,7 @@
 #include <fontconfig/fontconfig.h>
 #include <gtest/gtest.h>
 
-#include "compat/services/startup.h"
+#include "compat/services/layer/startup.h"
 #include "tests/support/started_layer.h"
 
 extern "C" FcBool FcInit() {

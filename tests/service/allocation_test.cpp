@@ -22,7 +22,7 @@ struct Row {
 class AllocationTest : public ServiceTest {
  protected:
   // Servers 1, 2, ... in their lists in this order from the head; allocation 50 is the next.
-  void fill(const std::vector<Row>& rows) NO_THREAD_SAFETY_ANALYSIS {
+  void fill(const std::vector<Row>& rows) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
     pool_ = createPool("Web", static_cast<std::int16_t>(rows.size()), 1000);
     pool_->allocationSequence = 50;
     for (std::size_t i = rows.size(); i-- > 0;) {
@@ -47,7 +47,7 @@ class AllocationTest : public ServiceTest {
   }
 
   // Load, requests counted, and sequence number of the last allocation.
-  std::string stateOf(const std::string& number) NO_THREAD_SAFETY_ANALYSIS {
+  std::string stateOf(const std::string& number) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
     const PoolServer& server = pool_->servers[std::stoul(number) - 1];
     return std::to_string(server.load) + " " + std::to_string(server.statistics.loadUsed) + " " +
            std::to_string(server.lastAllocation);
@@ -56,7 +56,7 @@ class AllocationTest : public ServiceTest {
   PoolServer* server(int number) { return &pool_->servers[static_cast<std::size_t>(number - 1)]; }
 
   // The servers of a list, from its head; -1 is the unallocated list.
-  std::string listed(int list) NO_THREAD_SAFETY_ANALYSIS {
+  std::string listed(int list) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
     std::string numbers;
     PoolServer* at = list < 0 ? pool_->unallocatedList : pool_->allocationLists[list];
     for (; at != nullptr; at = at->next) {
@@ -66,7 +66,7 @@ class AllocationTest : public ServiceTest {
     return numbers;
   }
 
-  void place(int number, std::int32_t average) NO_THREAD_SAFETY_ANALYSIS {
+  void place(int number, std::int32_t average) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
     PoolHold hold(pool_);
     server(number)->statistics = {1, average, 0, 0};
     placeServer(pool_, server(number));

@@ -8,7 +8,7 @@
 #include <algorithm>
 
 #include "service/reports.h"
-#include "service/string_table.h"
+#include "service/resources/string_table.h"
 #include "tests/support/eventually.h"
 #include "tests/support/service_test.h"
 

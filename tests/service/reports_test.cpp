@@ -4,7 +4,7 @@
 
 #include <arpa/inet.h>
 
-#include "service/string_table.h"
+#include "service/resources/string_table.h"
 #include "tests/support/service_test.h"
 
 namespace nimbolsp {

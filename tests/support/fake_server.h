@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-#include "service/poll_protocol.h"
+#include "service/wire/poll_protocol.h"
 #include "tests/support/test_client.h"
 
 // The statistics of an idle server, whose load a test's requests hardly raise.

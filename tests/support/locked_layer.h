@@ -5,8 +5,8 @@
 #include <string>
 
 #include "compat/core/call_guard.h"
-#include "compat/services/profile_files.h"
-#include "compat/services/thread_state.h"
+#include "compat/services/errors/last_error.h"
+#include "compat/services/profile/profile_files.h"
 #include "tests/support/temp_folder.h"
 
 class LockedLayer {

@@ -10,7 +10,7 @@
 
 #include "nimboxi/layer.h"
 #include "service/log_file.h"
-#include "service/resource_function.h"
+#include "service/resources/resource_function.h"
 #include "service/server_pool.h"
 #include "service/settings.h"
 #include "tests/support/temp_folder.h"

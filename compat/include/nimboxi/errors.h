@@ -40,6 +40,6 @@ void SetLastErrorText(const char* text);
 //   size  bytes that `buffer` holds; nothing is written when it is below 1
 void GetLastErrorText(char* buffer, int32_t size);
 
-// Maps the calling thread's errno to a last error and stores it (table: compat/core/errno_map.cpp).
+// Maps the calling thread's errno to a last error and stores it (table: compat/core/errors/errno_map.cpp).
 void SetLastErrorFromErrno();
 }

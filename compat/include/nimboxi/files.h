@@ -1,6 +1,6 @@
 // Files and devices behind handles, and the calls that reach files by name. Every call enters the call guard,
 // holds it while it blocks, and sets last error 0 first, except that a bad handle is found before that.
-// Last errors "mapped from errno": the table in compat/core/errno_map.cpp.
+// Last errors "mapped from errno": the table in compat/core/errors/errno_map.cpp.
 #pragma once
 
 #include "nimboxi/types.h"

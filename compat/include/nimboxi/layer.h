@@ -1,4 +1,4 @@
-// The layer's start and end, its call guard and its texts.
+// The layer's start and end, and its texts.
 #pragma once
 
 #include "nimboxi/modules.h"
@@ -22,11 +22,6 @@ int32_t LayerStartup(const char* programPath, RESOURCE_FUNCTION resourceFunction
 // Ends the layer: frees the texts, the libraries and the lock. Layer calls made afterwards, or under way in
 // other threads, still work and take no lock. A second call does nothing harmful.
 void LayerShutdown();
-
-// Enter and leave the call guard: one thread at a time is inside the layer. Calls nest. Blocks on the
-// outermost entry until the layer is free. The functions of the layer do this themselves.
-void EnterLayer();
-void LeaveLayer();
 
 // The layer's user-interface text number `index` + 1, 0 to 134; null outside. Owned by the layer, valid until
 // the text is set again or freed. The two are the same.

@@ -1,0 +1,231 @@
+// The profile calls: file names, the one file that is kept in memory, reading and writing. What the text
+// means is decided in profile_text and profile_index. All state is guarded by the layer guard; it is leaked
+// at exit.
+#include "compat/services/profile/profile_files.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "compat/services/profile/profile_index.h"
+#include "compat/services/profile/profile_text.h"
+#include "nimboxi/files.h"
+#include "nimboxi/handles.h"
+#include "nimboxi/memory.h"
+#include "nimboxi/modules.h"
+#include "nimboxi/profile.h"
+
+namespace nimboxi {
+namespace {
+
+constexpr const char* kLayerProfileAlias = "win.ini";
+constexpr const char* kLayerProfileName = "nimboxi.ini";
+constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::int64_t kMaxProfileBytes = INT32_MAX - 1;  // leaves room for a NUL in a block
+
+struct BlockDeleter {
+  void operator()(char* block) const { FreeBlock(block); }
+};
+
+// What a file held when it was read.
+struct FileContents {
+  std::unique_ptr<char, BlockDeleter> block;  // null for no data
+  std::size_t size = 0;
+  bool complete = true;  // false: the file holds more than could be read
+
+  std::string_view bytes() const { return {block.get(), size}; }
+};
+
+// One file, kept from one cached read to the next.
+struct ProfileCache {
+  ProfileCache(const char* name, FileContents file)
+      : path(name), contents(std::move(file)), text(readableText(contents.bytes())), index(text) {}
+
+  const std::string path;
+  const FileContents contents;
+  const std::string_view text;
+  const ProfileIndex index;
+};
+
+std::string* layerPath NIMBOXI_GUARDED_BY(layerGuard) = nullptr;
+ProfileCache* profileCache NIMBOXI_GUARDED_BY(layerGuard) = nullptr;
+
+void dropCache() NIMBOXI_REQUIRES(layerGuard) {
+  delete profileCache;
+  profileCache = nullptr;
+}
+
+// Reads `size` bytes, or fewer when the file gives no more: a directory has a size and nothing to read.
+FileContents readContents(HANDLE file, std::int64_t size) {
+  FileContents contents;
+  contents.complete = false;
+  if (size > kMaxProfileBytes) return contents;
+  contents.block.reset(static_cast<char*>(AllocBlock(BLOCK_ZEROED, static_cast<std::int32_t>(size) + 1)));
+  if (contents.block == nullptr) return contents;
+  DWORD bytesRead = 0;
+  const bool read = ReadFile(file, contents.block.get(), static_cast<DWORD>(size), &bytesRead);
+  contents.size = read ? std::min<std::size_t>(bytesRead, static_cast<std::size_t>(size)) : 0;
+  contents.complete = contents.size == static_cast<std::size_t>(size);
+  if (contents.size == 0) contents.block.reset();
+  return contents;
+}
+
+FileContents ReadProfileFile(const char* path) {
+  HANDLE file = CreateFile(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return {};
+  FileContents contents;
+  std::int64_t size = 0;
+  if (GetFileSizeEx(file, &size) && size > 0) contents = readContents(file, size);
+  CloseHandle(file);
+  return contents;
+}
+
+// The profile at `path` from the cache, or read into it; null for no data.
+const ProfileCache* readCached(const char* path) NIMBOXI_REQUIRES(layerGuard) {
+  if (profileCache != nullptr && profileCache->path == path) return profileCache;
+  dropCache();
+  FileContents contents = ReadProfileFile(path);
+  // Opening a file whose name looks like a port's reads the layer profile, which is then the one in the
+  // cache.
+  dropCache();
+  if (contents.block == nullptr) return nullptr;
+  try {
+    profileCache = new ProfileCache(path, std::move(contents));
+  } catch (const std::bad_alloc&) {
+  }
+  return profileCache;
+}
+
+// Reads the profile at `path` from the disk.
+// Required: this empties the cache also when it held another file; so a write or a section read is what makes
+// the next cached read see a file that was changed on disk.
+FileContents readUncached(const char* path) NIMBOXI_REQUIRES(layerGuard) {
+  dropCache();
+  return ReadProfileFile(path);
+}
+
+bool put(HANDLE file, std::string_view bytes) {
+  DWORD written;
+  return bytes.empty() || WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written);
+}
+
+bool writeProfile(HANDLE file, const ProfileCut& cut, bool hadContents, const char* section, const char* key,
+                  const char* value) {
+  put(file, cut.head);
+  if (cut.newSection) {
+    if (hadContents) put(file, kLineEnd);
+    put(file, "[");
+    put(file, section);
+    put(file, "]\r\n");
+  }
+  put(file, key);
+  put(file, "=");
+  put(file, value);
+  // Required: success means that the end of the key's line was written, whatever becomes of the rest.
+  const bool written = put(file, kLineEnd);
+  put(file, cut.rest);
+  put(file, cut.unread);
+  return written;
+}
+
+}  // namespace
+
+void setLayerProfilePath(const char* path) {
+  CallGuard guard;
+  if (layerPath == nullptr) layerPath = new std::string;
+  *layerPath = path == nullptr ? "" : path;
+}
+
+const std::string& layerProfilePath() {
+  if (layerPath == nullptr) layerPath = new std::string;
+  if (layerPath->empty()) {
+    char program[MAX_PATH_BYTES] = "";
+    GetModuleFileName(MAIN_MODULE_HANDLE, program, sizeof program);
+    *layerPath = layerProfilePathBeside(program);
+  }
+  return *layerPath;
+}
+
+std::string layerProfilePathBeside(std::string_view programPath) {
+  // Required: a program found through the search path has no directory in its name, and its layer profile
+  // stands at the root of the file system.
+  const std::size_t slash = programPath.rfind('/');
+  std::string path(programPath.substr(0, slash == std::string_view::npos ? 0 : slash));
+  return path.append("/").append(kLayerProfileName);
+}
+
+const char* ResolveProfileName(const char* fileName) {
+  const bool isLayerProfile =
+      std::strcmp(fileName, kLayerProfileAlias) == 0 || std::strcmp(fileName, kLayerProfileName) == 0;
+  const std::string& layerProfile = layerProfilePath();
+  return isLayerProfile ? layerProfile.c_str() : fileName;
+}
+
+void dropProfileCache() {
+  CallGuard guard;
+  dropCache();
+}
+
+}  // namespace nimboxi
+
+using namespace nimboxi;
+
+DWORD GetPrivateProfileString(const char* section, const char* key, const char* defaultValue, char* buffer,
+                              DWORD size, const char* fileName) {
+  CallGuard guard;
+  if (section == nullptr || key == nullptr || fileName == nullptr) return 0;
+  const char* source = defaultValue;
+  std::size_t length = source == nullptr ? 0 : std::strlen(source);
+  if (const ProfileCache* profile = readCached(ResolveProfileName(fileName))) {
+    const std::ptrdiff_t offset = profile->index.find(section, key);
+    if (offset >= 0) {
+      const std::string_view value = valueAt(profile->text, static_cast<std::size_t>(offset));
+      source = value.data();
+      length = value.size();
+    }
+  }
+  if (source == nullptr || buffer == nullptr || size == 0) return 0;
+  length = std::min<std::size_t>(length, size - 1);
+  std::memmove(buffer, source, length);  // the default may stand in the buffer itself
+  buffer[length] = '\0';
+  return static_cast<DWORD>(length);
+}
+
+DWORD GetProfileString(const char* section, const char* key, const char* defaultValue, char* buffer,
+                       DWORD size) {
+  return GetPrivateProfileString(section, key, defaultValue, buffer, size, kLayerProfileAlias);
+}
+
+DWORD GetPrivateProfileSection(const char* section, char* buffer, DWORD size, const char* fileName) {
+  CallGuard guard;
+  if (section == nullptr || buffer == nullptr || fileName == nullptr) return 0;
+  const FileContents contents = readUncached(ResolveProfileName(fileName));
+  return copyProfileSection(readableText(contents.bytes()), section, buffer, size);
+}
+
+DWORD GetProfileSection(const char* section, char* buffer, DWORD size) {
+  return GetPrivateProfileSection(section, buffer, size, kLayerProfileAlias);
+}
+
+BOOL WritePrivateProfileString(const char* section, const char* key, const char* value,
+                               const char* fileName) {
+  CallGuard guard;
+  if (section == nullptr || key == nullptr || value == nullptr || fileName == nullptr) return FALSE;
+  const char* path = ResolveProfileName(fileName);
+  const FileContents contents = readUncached(path);
+  // The file is about to be truncated: one that could not be read to its end must not be.
+  if (!contents.complete) return FALSE;
+  const ProfileCut cut = cutProfile(contents.bytes(), section, key);
+  HANDLE file = CreateFile(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                           CREATE_ALWAYS, 0, nullptr);
+  dropCache();  // opening a file whose name looks like a port's reads the layer profile
+  if (file == INVALID_HANDLE_VALUE) return FALSE;
+  const bool written = writeProfile(file, cut, contents.size > 0, section, key, value);
+  CloseHandle(file);
+  return written;
+}
+
+BOOL WriteProfileString(const char* section, const char* key, const char* value) {
+  return WritePrivateProfileString(section, key, value, kLayerProfileAlias);
+}

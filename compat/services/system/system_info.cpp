@@ -1,0 +1,164 @@
+// Tick count, sleep, processor information, host and user names, the layer's version.
+#include "compat/services/system/system_info.h"
+
+#include <sys/select.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#include "compat/core/call_guard.h"
+#include "compat/services/layer/layer_settings.h"
+#include "nimboxi/text.h"
+
+namespace nimboxi {
+namespace {
+
+constexpr std::uint32_t kTickMs = 25;
+constexpr int kLineSize = 4096;
+
+// Atomic, as GetTickCount does not enter the guard.
+std::atomic<std::uint32_t> startTickMs{0};
+
+SystemInfo systemInfo NIMBOXI_GUARDED_BY(layerGuard);
+bool systemInfoKnown NIMBOXI_GUARDED_BY(layerGuard) = false;
+
+// Milliseconds modulo 2^32, the part below a second cut to steps of `stepMs`.
+std::uint32_t nowMs(std::uint32_t stepMs) {
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  const auto microseconds = static_cast<std::uint32_t>(now.tv_usec);
+  return static_cast<std::uint32_t>(now.tv_sec) * 1000 + microseconds / (stepMs * 1000) * stepMs;
+}
+
+bool beginsWith(const char* text, const char* start) {
+  return StrNCmpI(text, start, static_cast<DWORD>(std::strlen(start))) == 0;
+}
+
+void setFamily(char digit, SystemInfo* info) {
+  switch (digit) {
+    case '3':
+      info->processorType = 386;
+      info->processorLevel = 3;
+      break;
+    case '4':
+      info->processorType = 486;
+      info->processorLevel = 4;
+      break;
+    case '5':
+    case '6':
+      info->processorType = 586;
+      info->processorLevel = 5;
+      break;
+    default:
+      break;
+  }
+}
+
+// The oldest kernels tell the family as 386 to 686.
+bool isOldFamily(const char* value) {
+  return value[0] >= '3' && value[0] <= '6' && value[1] == '8' && value[2] == '6' &&
+         (value[3] == '\0' || value[3] == '\n');
+}
+
+// Takes the next line without what is beyond the buffer. False at the end of the list.
+bool nextLine(std::FILE* list, char (&line)[kLineSize]) {
+  if (std::fgets(line, kLineSize, list) == nullptr) return false;
+  if (std::strlen(line) < kLineSize - 1 || line[kLineSize - 2] == '\n') return true;
+  int byte;
+  do {
+    byte = std::getc(list);
+  } while (byte != EOF && byte != '\n');
+  return true;
+}
+
+SystemInfo gatherSystemInfo() {
+  std::FILE* list = std::fopen("/proc/cpuinfo", "re");
+  if (list == nullptr) return {};
+  const SystemInfo info = readProcessorList(list, static_cast<DWORD>(sysconf(_SC_NPROCESSORS_ONLN)));
+  std::fclose(list);
+  return info;
+}
+
+}  // namespace
+
+void startTickCount() {
+  // Required: the start is exact, the readings are in steps; so the first readings can be below 0.
+  startTickMs.store(nowMs(1), std::memory_order_relaxed);
+}
+
+void readProcessorLine(const char* line, DWORD processorsOnline, SystemInfo* info) {
+  const char* value = std::strchr(line, ':');
+  if (value == nullptr) return;
+  do {
+    ++value;
+  } while (*value == ' ' || *value == '\t');
+  info->processorCount = processorsOnline;
+  if (beginsWith(line, "cpu family")) {
+    setFamily(*value, info);
+  } else if (beginsWith(line, "family") && isOldFamily(value)) {
+    setFamily(*value, info);
+  } else if (beginsWith(line, "stepping")) {
+    char* end;
+    const long stepping = std::strtol(value, &end, 10);
+    if (end != value) info->processorRevision = static_cast<WORD>(stepping);
+  }
+}
+
+SystemInfo readProcessorList(std::FILE* list, DWORD processorsOnline) {
+  SystemInfo info{};
+  char line[kLineSize];
+  while (nextLine(list, line)) readProcessorLine(line, processorsOnline, &info);
+  return info;
+}
+
+}  // namespace nimboxi
+
+using namespace nimboxi;
+
+DWORD GetTickCount() {
+  return nowMs(kTickMs) - startTickMs.load(std::memory_order_relaxed);
+}
+
+void Sleep(DWORD milliseconds) {
+  if (milliseconds == 0) return;
+  timeval timeout{};
+  timeout.tv_sec = static_cast<time_t>(milliseconds / 1000);
+  timeout.tv_usec = static_cast<suseconds_t>(milliseconds % 1000 * 1000);
+  select(0, nullptr, nullptr, nullptr, &timeout);
+}
+
+void GetSystemInfo(SystemInfo* info) {
+  CallGuard guard;
+  if (!systemInfoKnown) {
+    systemInfoKnown = true;  // Required: a failed read is not tried again.
+    systemInfo = gatherSystemInfo();
+  }
+  if (info != nullptr) *info = systemInfo;
+}
+
+BOOL GetComputerName(char* buffer, DWORD* size) {
+  CallGuard guard;
+  if (buffer == nullptr || size == nullptr || gethostname(buffer, *size) != 0) return FALSE;
+  *size = static_cast<DWORD>(strnlen(buffer, *size));
+  return TRUE;
+}
+
+BOOL GetUserName(char* buffer, DWORD* size) {
+  CallGuard guard;
+  const char* name = cuserid(nullptr);
+  const std::size_t length = name == nullptr ? 0 : std::strlen(name);
+  if (buffer == nullptr || size == nullptr) return FALSE;
+  buffer[0] = '\0';
+  if (length > *size) return FALSE;
+  *size = static_cast<DWORD>(length);
+  if (length == 0) return FALSE;
+  std::memcpy(buffer, name, length + 1);
+  return TRUE;
+}
+
+DWORD GetVersion() {
+  return layerVersion.load(std::memory_order_relaxed);
+}

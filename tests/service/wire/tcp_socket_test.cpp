@@ -1,0 +1,64 @@
+// Where a socket connects to, and its end. Peers that close, reset, stay silent and take their time show in
+// the end-to-end tests.
+#include "service/wire/tcp_socket.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/test_client.h"
+
+namespace nimbolsp {
+namespace {
+
+class TcpSocketTest : public testing::Test {
+ protected:
+  // A listening socket that peers connect to.
+  TcpSocketTest() {
+    listening_.create();
+    EXPECT_TRUE(listening_.bindAndListen(0));
+    port_ = portOf(listening_.descriptor());
+  }
+
+  TcpSocket listening_;
+  std::uint16_t port_ = 0;
+};
+
+TEST_F(TcpSocketTest, HostIsADottedAddressOrThisMachine) {
+  const struct {
+    const char* host;
+    std::int32_t port;
+    bool connects;
+  } cases[] = {
+      {nullptr, 65536 + port_, true},  // the low 16 bits count
+      {"127.0.0.1", port_, true},     {"0.0.0.0", port_, true},
+      {"localhost", port_, false},    {"255.255.255.255", port_, false},
+  };
+  for (const auto& row : cases) {
+    TcpSocket socket;
+    EXPECT_FALSE(socket.connectToHost(row.host, row.port)) << "without a socket";
+    socket.create();
+    EXPECT_EQ(socket.connectToHost(row.host, row.port), row.connects) << row.port;
+  }
+}
+
+TEST_F(TcpSocketTest, DescriptorIsClosedOnce) {
+  TcpSocket socket;
+  socket.create();
+  const int number = socket.descriptor();
+  socket.orderlyClose();
+  const Descriptor other(fcntl(listening_.descriptor(), F_DUPFD, number));  // takes the number over
+  socket.abortiveClose();
+  EXPECT_NE(fcntl(other.number(), F_GETFD), -1);
+}
+
+// A connection to a port of this machine that nobody listens on may come from that very port.
+TEST_F(TcpSocketTest, ConnectionToItselfGivesNoReply) {
+  TcpSocket socket(bindPort());
+  ASSERT_TRUE(socket.connectToAddress(0, portOf(socket.descriptor())));
+  char bytes[34] = {};
+  ASSERT_TRUE(socket.sendAll(bytes, 23));
+  EXPECT_FALSE(socket.receiveExactly(bytes, sizeof bytes));
+}
+
+}  // namespace
+}  // namespace nimbolsp
