@@ -7,7 +7,8 @@ bool LogTrim::feed(std::string_view bytes) {
     ++offset_;
     if (byte != '\n') continue;
     ++lines_;
-    // Required: with a threshold of 1 the half is 0, no line reaches it, and the file grows without limit.
+    // Required(threshold-one): with a threshold of 1 the half is 0, no line reaches it, and the file grows
+    // without limit.
     if (lines_ == threshold_ / 2) {
       halfPoint_ = offset_;
     } else if (lines_ == threshold_) {

@@ -62,7 +62,7 @@ void debugLog(std::string_view text, std::uint32_t ipAddress, std::int32_t port)
 
 void printUsage() {
   LogWriter writer;
-  // Required: the install and uninstall lines behind these three are never shown.
+  // Required(usage-three-lines): the install and uninstall lines behind these three are never shown.
   for (std::uint32_t id = kStringUsageTitle; id < kStringUsageInstall; ++id) {
     writer.writeText(stringText(id));
     writer.writeChar('\n');

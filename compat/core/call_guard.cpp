@@ -176,6 +176,6 @@ void LeaveLayer() {
   if (layerLock.load(std::memory_order_acquire) == nullptr && heldLock == nullptr) return;
   std::uint32_t depth = guardDepth();
   if (depth == 1) unlockLayer();
-  // Required: an unbalanced leave wraps the depth, and the thread never locks the layer again.
+  // Required(leave-wraps): an unbalanced leave wraps the depth, and the thread never locks the layer again.
   setGuardDepth(depth - 1);
 }

@@ -44,7 +44,7 @@ HANDLE CreateSemaphore(void* attributes, int32_t initialCount, int32_t /*maximum
 BOOL ReleaseSemaphore(HANDLE semaphore, int32_t /*releaseCount*/, int32_t* /*previousCount*/) {
   CallGuard guard;
   HandleRecord* record = findHandle(semaphore, kSemaphoreHandle);
-  // Required: one place, whatever the count says.
+  // Required(release-one): one place, whatever the count says.
   if (record == nullptr || sem_post(&record->object.semaphore) != 0) {
     SetLastError(ERROR_GEN_FAILURE);
     return FALSE;

@@ -41,7 +41,7 @@ const DialogRecord* findDialog(const ResourceTables& tables, std::uint32_t id) {
   const DialogRecord* appended =
       findDescending(tables.appendedDialogs, id, [](std::uint32_t a, std::uint32_t b) { return a > b; });
   if (appended != nullptr) return appended;
-  // Required: id 0 finds the built-in dialog, an empty window.
+  // Required(dialog-zero): id 0 finds the built-in dialog, an empty window.
   return id == builtInDialog().id ? &builtInDialog() : nullptr;
 }
 
@@ -99,7 +99,8 @@ struct SizeOf {
 
 const StringResource* findString(const ResourceTables& tables, std::uint32_t id) {
   if (id == 0) return nullptr;
-  // Required: ids are compared as signed numbers, so one of 2^31 and above is found in neither table.
+  // Required(signed-string-id): ids are compared as signed numbers, so one of 2^31 and above is found in
+  // neither table.
   const StringResource* appended =
       findDescending(tables.appendedStrings, id, [](std::uint32_t a, std::uint32_t b) {
         return static_cast<std::int32_t>(a) > static_cast<std::int32_t>(b);
@@ -159,7 +160,7 @@ std::size_t recordSize(const ResourceRecord& record) {
 std::uint64_t highestId(const ResourceTables& tables, std::intptr_t type) {
   if (static_cast<std::uintptr_t>(type) == RT_STRING) return kStringInvalidStatistic;
   if (static_cast<std::uintptr_t>(type) != RT_DIALOG) return 0;
-  // Required: ids are taken for places in the table, so that only some dialogs are looked at.
+  // Required(highest-dialog): ids are taken for places in the table, so that only some dialogs are looked at.
   std::uint64_t place = 0;
   while (place < tables.appendedDialogs.size()) {
     place = std::max<std::uint64_t>(place, tables.appendedDialogs[place].id) + 1;
@@ -174,7 +175,7 @@ std::int32_t copyText(const char* text, char* buffer, std::int32_t size) {
   const std::size_t kept = std::min(length, room - 1);
   std::memcpy(buffer, text, kept);
   buffer[kept] = '\0';
-  // Required: a text that was cut counts as `size` characters, one more than were kept.
+  // Required(cut-counts-size): a text that was cut counts as `size` characters, one more than were kept.
   return static_cast<std::int32_t>(length);
 }
 

@@ -53,7 +53,8 @@ std::int16_t loadPercent(std::int32_t used, std::int32_t limit) {
 
 std::int16_t allocationListOf(std::int32_t divisor, std::int32_t dividend, std::int32_t bucketSize) {
   if (divisor == 0) return 0;
-  // Required: the cut to 16 bits, so that an average of 40000 wraps negative and counts as idle.
+  // Required(average-wraps): the cut to 16 bits, so that an average of 40000 wraps negative and counts as
+  // idle.
   const std::int16_t average = lowInt16(wrapDivide(dividend, divisor));
   return std::clamp<std::int16_t>(lowInt16(wrapDivide(average, bucketSize)), 0, 9);
 }

@@ -19,8 +19,8 @@ sockaddr_in addressOf(std::uint32_t address, std::int32_t port) {
   return result;
 }
 
-// Required: the number stands where the option's address belongs, so the system refuses the request and a
-// receive waits for data without limit.
+// Required(no-receive-timeout): the number stands where the option's address belongs, so the system refuses
+// the request and a receive waits for data without limit.
 void requestReceiveTimeout(int descriptor) {
   const void* const misplaced = reinterpret_cast<const void*>(std::uintptr_t{10000});
   setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, misplaced, 8);

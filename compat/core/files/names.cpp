@@ -122,7 +122,7 @@ BOOL RemoveDirectory(const char* path) {
 
 BOOL DeleteFile(const char* path) {
   CallGuard guard;
-  // Required: an empty directory goes as well.
+  // Required(delete-takes-directories): an empty directory goes as well.
   return callWithPath(path, [](const char* file) { return std::remove(file); });
 }
 
@@ -147,7 +147,8 @@ BOOL MoveFile(const char* oldName, const char* newName) {
 void SplitPath(const char* path, char* drive, char* directory, char* name, char* extension) {
   CallGuard guard;
   PathParts parts = splitPath(path == nullptr ? "" : path);
-  if (name == nullptr) parts.extension = {};  // Required: the extension comes with the name alone.
+  // Required(extension-with-name): the extension comes with the name alone.
+  if (name == nullptr) parts.extension = {};
   if (drive != nullptr) copyCut(parts.drive, drive, MAX_PATH_BYTES);
   if (directory != nullptr) copyCut(parts.directory, directory, MAX_PATH_BYTES);
   if (name != nullptr) copyCut(parts.name, name, MAX_PATH_BYTES);
@@ -164,7 +165,8 @@ DWORD GetTempPath(DWORD size, char* buffer) {
   // A path that did not fit is longer than this, so that the buffer is not read.
   const bool roomForMore = std::size_t{length} + 1 < size;
   if (length == 0 || !roomForMore || buffer[length - 1] == '\\') return length;
-  buffer[length] = '\\';  // Required: a backslash, as in Win32; a file name behind it names a file beside.
+  // Required(temp-path-backslash): a backslash, as in Win32; a file name behind it names a file beside.
+  buffer[length] = '\\';
   buffer[length + 1] = '\0';
   return length + 1;
 }
@@ -211,10 +213,11 @@ BOOL GetDiskFreeSpace(const char* rootPath, DWORD* sectorsPerCluster, DWORD* byt
   *sectorsPerCluster = *bytesPerSector = *freeClusters = *totalClusters = 0;
   struct statfs status;
   if (rootPath == nullptr || statfs(rootPath, &status) != 0) return FALSE;
-  // Required: blocks count as 1024 bytes whatever their size, so a disk of larger ones shows smaller.
+  // Required(disk-blocks-1024): blocks count as 1024 bytes whatever their size, so a disk of larger ones
+  // shows smaller.
   *sectorsPerCluster = 1;
   *bytesPerSector = kDiskSectorBytes;
   *freeClusters = static_cast<DWORD>(status.f_bfree);
   *totalClusters = static_cast<DWORD>(status.f_blocks);
-  return FALSE;  // Required: also when the outputs are filled; callers look at these alone.
+  return FALSE;  // Required(disk-space-false): also when the outputs are filled; callers look at these alone.
 }

@@ -36,7 +36,8 @@ bool appendComponents(std::string_view names, char* path, std::size_t* length) {
     names.remove_prefix(std::min(component.size() + 1, names.size()));
     if (component.empty() || component == ".") continue;
     if (component == "..") {
-      *length = 0;  // Required: ".." leads to the root from any depth, so ../x is /x everywhere.
+      // Required(parent-is-root): ".." leads to the root from any depth, so ../x is /x everywhere.
+      *length = 0;
       continue;
     }
     if (component.size() >= kLongestPath - *length) return false;  // with the '/' before it
@@ -79,21 +80,22 @@ std::size_t buildFullPath(std::string_view workingDirectory, std::string_view na
 }
 
 std::size_t filePartOffset(std::string_view path) {
-  // Required: '/' does not count, so the file part of an ordinary path is its fourth character.
+  // Required(file-part-backslash): '/' does not count, so the file part of an ordinary path is its fourth
+  // character.
   const std::size_t backslash = path.rfind('\\');
   if (backslash != path.npos && backslash >= kFirstFilePart) return backslash + 1;
   return std::min(kFirstFilePart, path.size());
 }
 
 bool movesInto(DWORD oldAttributes, DWORD newAttributes) {
-  // Required: only a writable directory counts as one, so a file cannot go into a read-only directory, which
-  // itself goes into a writable one.
+  // Required(move-into-writable): only a writable directory counts as one, so a file cannot go into a
+  // read-only directory, which itself goes into a writable one.
   return oldAttributes != FILE_ATTRIBUTE_DIRECTORY && newAttributes == FILE_ATTRIBUTE_DIRECTORY;
 }
 
 bool buildMoveTarget(std::string_view oldName, std::string_view directory, char* path) {
   const PathParts old = splitPath(oldName);
-  // Required: what counts as a drive stays behind, so "a:b.txt" arrives as "b.txt".
+  // Required(move-drops-drive): what counts as a drive stays behind, so "a:b.txt" arrives as "b.txt".
   return join({directory, "/", old.name, old.extension}, path);
 }
 

@@ -54,7 +54,8 @@ std::FILE* openFile(const char* name, DWORD access, DWORD disposition) {
 // Opens a port's device. Null with the last error set.
 std::FILE* openDevice(const char* path) {
   const int descriptor = open(path, O_RDWR | O_NOCTTY | O_SYNC | O_CLOEXEC);
-  if (descriptor == 0) {  // Required: 0, not -1, is the failed open of a device; -1 fails in fdopen below.
+  // Required(device-zero): 0, not -1, is the failed open of a device; -1 fails in fdopen below.
+  if (descriptor == 0) {
     close(descriptor);
     SetLastError(ERROR_GEN_FAILURE);
     return nullptr;
@@ -111,7 +112,7 @@ bool isSerialPort(HANDLE file) {
 DWORD readPort(HANDLE port, std::FILE* stream, void* buffer, DWORD count) {
   const InstantReads instantReads(port);
   SetLastError(ERROR_SUCCESS);
-  // Required: a failed read shows as 0xFFFFFFFF bytes and is no failure of the call.
+  // Required(port-read-failure): a failed read shows as 0xFFFFFFFF bytes and is no failure of the call.
   return static_cast<DWORD>(read(fileno(stream), buffer, count));
 }
 
@@ -168,7 +169,8 @@ BOOL changeLock(HANDLE file, const Range& range, short type) {
   lock.l_whence = SEEK_SET;
   lock.l_start = range.offsetLow;
   lock.l_len = range.lengthLow;
-  // Required: success also when another process holds the range; callers use it to announce, not to exclude.
+  // Required(range-lock-announces): success also when another process holds the range; callers use it to
+  // announce, not to exclude.
   fcntl(fileno(stream), F_SETLK, &lock);
   return TRUE;
 }

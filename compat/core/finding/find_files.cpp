@@ -68,7 +68,8 @@ bool openSearch(SearchRecord* search, const char* path) {
 
 bool accepts(const SearchRecord* search, const char* name) {
   if (search->pattern == nullptr) return true;
-  // Required: besides "." and ".." this hides every other name of a dot and one character.
+  // Required(two-character-dot-names): besides "." and ".." this hides every other name of a dot and one
+  // character.
   if (name[0] == '.' && std::strlen(name) < 3) return false;
   return matchesWildcard(search->pattern, name, kFileCaseMode == 0);
 }
@@ -82,7 +83,8 @@ const char* nextName(const SearchRecord* search) {
   return entry == nullptr ? nullptr : entry->d_name;
 }
 
-// Required: seconds count as unsigned 32-bit, so a time before 1970 shows as one after 2038.
+// Required(unsigned-file-time): seconds count as unsigned 32-bit, so a time before 1970 shows as one after
+// 2038.
 FILETIME fileTime(std::time_t seconds) {
   return secondsToTicks(static_cast<std::uint32_t>(seconds));
 }
@@ -104,7 +106,8 @@ void describe(const char* path, FindData* data) {
 
 void describeEntry(const SearchRecord* search, const char* name, FindData* data) {
   if (search->pattern == nullptr) {
-    // Required: every entry of a directory listed by its path shows that directory's own data.
+    // Required(directory-lists-itself): every entry of a directory listed by its path shows that directory's
+    // own data.
     describe(search->directory, data);
     return;
   }

@@ -24,13 +24,13 @@ const char* skipStars(const char* pattern) {
 }  // namespace
 
 bool matchesWildcard(const char* pattern, const char* name, bool caseSensitive) {
-  if (std::strcmp(pattern, "*.*") == 0) return true;  // Required: names without a dot too.
+  if (std::strcmp(pattern, "*.*") == 0) return true;  // Required(star-dot-star): names without a dot too.
   while (*name != '\0') {
     if (*pattern == '*') {
       pattern = skipStars(pattern);
       if (*pattern == '\0') return true;
-      // Required: only the first occurrence counts, so "*a" does not find "banana"; and a '?' behind '*' is
-      // looked for as it stands.
+      // Required(first-occurrence): only the first occurrence counts, so "*a" does not find "banana"; and a
+      // '?' behind '*' is looked for as it stands.
       while (*name != '\0' && !sameCharacter(*pattern, *name, caseSensitive)) ++name;
       if (*name == '\0') return false;
     } else if (*pattern == '\0' || (*pattern != '?' && !sameCharacter(*pattern, *name, caseSensitive))) {

@@ -106,18 +106,20 @@ int32_t parseFields(std::string_view text, DCB& dcb) {
     return IE_BADMODE;
   }
   dcb.flags = (dcb.flags & ~kFlowFlags) | flowFlagsOf(letterOf(takeField(text, kSeparators)));
-  // Required: at 110 baud the line has two stop bits, also where the string asks for one.
+  // Required(two-stops-at-110): at 110 baud the line has two stop bits, also where the string asks for one.
   if (dcb.BaudRate == kTwoStopBitsRate) dcb.StopBits = TWOSTOPBITS;
   return ERROR_SUCCESS;
 }
 
 void readParityWord(std::string_view word, DCB& dcb) {
-  // Required: the ninth character is the letter, so "parity=e" sets fParity alone and "parity=?e" is even.
+  // Required(parity-ninth-character): the ninth character is the letter, so "parity=e" sets fParity alone and
+  // "parity=?e" is even.
   constexpr std::size_t kLetter = 8;
   setParity(letterOf(word.substr(std::min(kLetter, word.size()))), dcb);
 }
 
-// Required: the values of "baud=", "stop=" and "data=" are not taken; the caller sees a rate of 0.
+// Required(keyword-values-dropped): the values of "baud=", "stop=" and "data=" are not taken; the caller sees
+// a rate of 0.
 int32_t parseWords(std::string_view text, DCB& dcb) {
   for (std::string_view word = takeField(text, " "); !word.empty(); word = takeField(text, " ")) {
     if (word.starts_with("parity=")) {

@@ -73,7 +73,7 @@ bool setParity(const DCB& dcb, termios& settings) {
   if (checked && dcb.Parity >= std::size(kParityFlags)) return false;
   const ParityFlags parity = checked ? kParityFlags[dcb.Parity] : ParityFlags{0, 0};
   changeFlags<tcflag_t>(settings.c_cflag, PARENB | PARODD | CMSPAR, parity.control);
-  // Required: without fParity the line keeps its input check (INPCK), whatever that was.
+  // Required(input-check-kept): without fParity the line keeps its input check (INPCK), whatever that was.
   if (checked) changeFlags<tcflag_t>(settings.c_iflag, INPCK, parity.input);
   return true;
 }
@@ -85,8 +85,8 @@ bool setStopBits(BYTE stopBits, termios& settings) {
 }
 
 bool wantsHardwareFlow(DWORD flags) {
-  // Required: a disabled DTR keeps hardware flow control off even where fOutxCtsFlow asks for it, and DTR or
-  // RTS enabled, which asks for no more than a raised line, turns it on.
+  // Required(dtr-disables-flow): a disabled DTR keeps hardware flow control off even where fOutxCtsFlow asks
+  // for it, and DTR or RTS enabled, which asks for no more than a raised line, turns it on.
   const DWORD dtr = flags & DCB_DTR_CONTROL;
   return dtr != 0 && ((flags & DCB_OUT_CTS_FLOW) != 0 || dtr == DCB_DTR_CONTROL_ENABLE ||
                       (flags & DCB_RTS_CONTROL) == DCB_RTS_CONTROL_ENABLE);
@@ -105,13 +105,14 @@ void copyCharacter(From from, To& to) {
 }
 
 DWORD flagsOf(const termios& settings, DWORD flags) {
-  // Required: fParity is lost only for settings without any other control flag. A real line always has one
-  // (CREAD, its speed), so the caller sees the fParity that the DCB had before.
+  // Required(parity-flag-kept): fParity is lost only for settings without any other control flag. A real line
+  // always has one (CREAD, its speed), so the caller sees the fParity that the DCB had before.
   constexpr tcflag_t kParityBits = PARENB | PARODD;
   if ((settings.c_cflag & ~kParityBits) == 0) flags &= ~DCB_PARITY;
   changeFlags(flags, DCB_NULL | DCB_DTR_CONTROL | DCB_RTS_CONTROL, DCB_BINARY);
   if ((settings.c_cflag & CRTSCTS) != 0) flags |= kHardwareFlow;
-  // Required: IXON shows as fInX and IXOFF as fOutX, so a caller that sets fOutX alone reads fInX alone back.
+  // Required(flow-bits-cross): IXON shows as fInX and IXOFF as fOutX, so a caller that sets fOutX alone reads
+  // fInX alone back.
   changeFlags(flags, DCB_IN_X, (settings.c_iflag & IXON) != 0 ? DCB_IN_X : 0);
   changeFlags(flags, DCB_OUT_X, (settings.c_iflag & IXOFF) != 0 ? DCB_OUT_X : 0);
   return flags;

@@ -60,7 +60,7 @@ PortName parsePortName(const char* name) {
   const bool serial = hasPrefix(name, "COM");
   if (!serial && !hasPrefix(name, "LPT") && !hasPrefix(name, "EPT")) return {0, false};
   if (std::strstr(name, "EPT:") != nullptr) return {1, serial};
-  // Required: one digit alone is read, so COM0 is a file, and COM12 and COM1.txt are port 1.
+  // Required(one-digit-port): one digit alone is read, so COM0 is a file, and COM12 and COM1.txt are port 1.
   const char digit = name[kPrefixLength];
   return {digit >= '1' && digit <= '9' ? digit - '0' : 0, serial};
 }
@@ -75,7 +75,8 @@ DWORD MapDeviceName(const char* name, char* path, int32_t pathSize) {
   const PortName port = parsePortName(name);
   if (port.number == 0) return DEVICE_FILE;
   const auto size = static_cast<DWORD>(pathSize);
-  // Required: an entry without a line type makes CreateFile open the name as an ordinary file.
+  // Required(entry-without-type): an entry without a line type makes CreateFile open the name as an ordinary
+  // file.
   if (readEntry(name, path, size)) return ParseLineType(path);
   std::snprintf(path, size, "%s%d", port.serial ? "/dev/ttyS" : "/dev/lp", port.number - 1);
   return port.serial ? DEVICE_RS232 : DEVICE_PARALLEL;

@@ -32,13 +32,13 @@ std::int32_t biasAt(std::time_t now, int daylight) {
   std::tm utc{};
   if (gmtime_r(&now, &utc) == nullptr) return 0;
   utc.tm_isdst = daylight;
-  // Required: a part of a minute is cut toward 0, on both sides of Greenwich.
+  // Required(bias-toward-zero): a part of a minute is cut toward 0, on both sides of Greenwich.
   return static_cast<std::int32_t>(now - std::mktime(&utc)) / -60;
 }
 
 void copyZoneName(const std::tm& local, TIME_ZONE_INFORMATION* zone) {
   char abbreviation[kAbbreviationSize];
-  // Required: a longer abbreviation leaves the zone without a name.
+  // Required(long-abbreviation): a longer abbreviation leaves the zone without a name.
   if (std::strftime(abbreviation, sizeof abbreviation, "%Z", &local) == 0) return;
   const ZoneRow* row = findZone(abbreviation, zone->Bias, local.tm_isdst > 0);
   static_assert(sizeof row->name == sizeof zone->StandardName);
@@ -64,7 +64,8 @@ BOOL store(const Value& value, Value* place) {
 
 TIME_ZONE_INFORMATION zoneAt(std::time_t now) {
   TIME_ZONE_INFORMATION zone{};
-  // Required: a caller that adds Bias and DaylightBias in summer counts daylight saving twice; Bias holds it.
+  // Required(bias-holds-daylight): a caller that adds Bias and DaylightBias in summer counts daylight saving
+  // twice; Bias holds it.
   zone.DaylightBias = -60;
   std::tm local{};
   tzset();  // localtime_r alone does not notice that TZ has changed

@@ -7,9 +7,9 @@
 
 namespace nimboxi {
 
-// Required: rows and order as they stand, those with another bias than the zone has today too. A program
-// compares the names it gets with the ones it stored. Abbreviations that several zones use (ADT, CST, EST,
-// GST, IST) are told apart by the bias.
+// Required(zone-rows-as-listed): rows and order as they stand, those with another bias than the zone has
+// today too. A program compares the names it gets with the ones it stored. Abbreviations that several zones
+// use (ADT, CST, EST, GST, IST) are told apart by the bias.
 constexpr ZoneRow zoneTable[kZoneCount] = {
     {"MHT", "Dateline Standard Time", -720, false},
     {"SST", "Samoa Standard Time", 660, false},

@@ -61,7 +61,7 @@ void writeNumber(const char* key, std::uint32_t value) {
 void readNoFreeLib() NIMBOXI_REQUIRES(layerGuard) {
   const std::uint32_t value = readNumber("NoFreeLib", "9");
   layerSettings.noFreeLib = value == 1;
-  // Required: any other number, also that of a missing key, is replaced in the file.
+  // Required(no-free-lib-rewritten): any other number, also that of a missing key, is replaced in the file.
   if (value > 1) WriteProfileString(kSection, "NoFreeLib", "0");
 }
 
@@ -84,7 +84,8 @@ std::uint32_t readOrCreateSetup() NIMBOXI_REQUIRES(layerGuard) {
   char version[kValueSize] = "";
   GetProfileString(kSection, "Version", "?", version, kValueSize);
   if (version[0] == '?') {
-    // Required: without a version the profile is new; whatever else it says is overwritten, not read.
+    // Required(no-version-is-new): without a version the profile is new; whatever else it says is
+    // overwritten, not read.
     writeBuiltInValues();
     return 0;
   }
@@ -112,7 +113,7 @@ void resetLayerSettings() {
 }
 
 void readSetupSettings() {
-  readSetupNumber("FileCaseMode", "0");  // Required: read, and without any effect.
+  readSetupNumber("FileCaseMode", "0");  // Required(file-case-mode): read, and without any effect.
   layerSettings.useOverride = static_cast<std::uint8_t>(readSetupNumber("UseOverride", "0"));
   layerSettings.xPrinterMargin = readSetupNumber("XPrinterMargin", "10");
   layerSettings.yPrinterMargin = readSetupNumber("YPrinterMargin", "10");

@@ -68,7 +68,8 @@ int32_t LayerStartup(const char* programPath, RESOURCE_FUNCTION resourceFunction
   if (fonts != 0) LayerShutdown();
   startPrinting();
   CallGuard guard;
-  layerState.started = true;  // Required: the layer counts as started also after its fonts failed.
+  // Required(started-without-fonts): the layer counts as started also after its fonts failed.
+  layerState.started = true;
   return fonts;
 }
 

@@ -131,7 +131,8 @@ void FillMemory(void* destination, int32_t length, BYTE value) {
 
 int32_t MulDiv(int32_t a, int32_t b, int32_t c) {
   if (c == 0) return 0;
-  // Required: the product wraps at 32 bits before it is divided; 100000 * 100000 / 100000 is 14100.
+  // Required(product-wraps): the product wraps at 32 bits before it is divided; 100000 * 100000 / 100000 is
+  // 14100.
   const auto product =
       static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
   // In 64 bits, where the smallest product divided by -1 has a value; it wraps back to itself.

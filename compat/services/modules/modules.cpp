@@ -165,7 +165,8 @@ RESOURCE_FUNCTION BindResourceFunction(ModuleRecord* module) {
 }
 
 std::string libraryFileName(std::string_view name) {
-  // Required: the dot of a directory counts when the last part has none: "lib/x.d/engine" becomes "lib/x.so".
+  // Required(directory-dot): the dot of a directory counts when the last part has none: "lib/x.d/engine"
+  // becomes "lib/x.so".
   const std::size_t dot = name.rfind('.');
   const bool isCut = dot != std::string_view::npos && dot != 0;
   return std::string(name.substr(0, isCut ? dot : name.size())).append(".so");

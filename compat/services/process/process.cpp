@@ -112,7 +112,7 @@ int32_t runInFront(const std::string& commandLine, bool captures, void** output)
   GetTempFileName(exchangeFolder().c_str(), "wexec", 0, fileName);
   if (fileName[0] == '\0') return RUN_COMMAND_NOT_FOUND;  // no name is free, or none fits
   const int32_t result = resultOf(runShell((commandLine + " > " + shellWord(fileName)).c_str()));
-  // Required: without a place for the output its file stays.
+  // Required(capture-file-stays): without a place for the output its file stays.
   if (output != nullptr) takeOutput(fileName, output);
   return result;
 }
@@ -133,7 +133,7 @@ bool isListed(std::FILE* list, const char* text) {
   bool isHeading = true;
   while (std::fgets(line, sizeof line, list) != nullptr) {
     const std::size_t length = std::strlen(line);
-    // Required: the last character goes, newline or not.
+    // Required(list-line-loses-last): the last character goes, newline or not.
     if (length > 0) line[length - 1] = '\0';
     cutTrailingBlanks(line);
     if (!isHeading && line[0] != '\0' && std::strstr(text, line) != nullptr) return true;

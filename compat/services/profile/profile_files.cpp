@@ -98,8 +98,8 @@ const ProfileCache* readCached(const char* path) NIMBOXI_REQUIRES(layerGuard) {
 }
 
 // Reads the profile at `path` from the disk.
-// Required: this empties the cache also when it held another file; so a write or a section read is what makes
-// the next cached read see a file that was changed on disk.
+// Required(uncached-read-drops): this empties the cache also when it held another file; so a write or a
+// section read is what makes the next cached read see a file that was changed on disk.
 FileContents readUncached(const char* path) NIMBOXI_REQUIRES(layerGuard) {
   dropCache();
   return ReadProfileFile(path);
@@ -122,7 +122,8 @@ bool writeProfile(HANDLE file, const ProfileCut& cut, bool hadContents, const ch
   put(file, key);
   put(file, "=");
   put(file, value);
-  // Required: success means that the end of the key's line was written, whatever becomes of the rest.
+  // Required(line-end-is-success): success means that the end of the key's line was written, whatever becomes
+  // of the rest.
   const bool written = put(file, kLineEnd);
   put(file, cut.rest);
   put(file, cut.unread);
@@ -148,8 +149,8 @@ const std::string& layerProfilePath() {
 }
 
 std::string layerProfilePathBeside(std::string_view programPath) {
-  // Required: a program found through the search path has no directory in its name, and its layer profile
-  // stands at the root of the file system.
+  // Required(root-profile): a program found through the search path has no directory in its name, and its
+  // layer profile stands at the root of the file system.
   const std::size_t slash = programPath.rfind('/');
   std::string path(programPath.substr(0, slash == std::string_view::npos ? 0 : slash));
   return path.append("/").append(kLayerProfileName);

@@ -39,8 +39,8 @@ std::size_t searchSection(std::string_view text, std::size_t line, std::string_v
     *lastLine = line;
     if (endsSection(text, line)) return kNoPosition;
     const bool isHeader = text[line] == '[';
-    // Required: a header does not end the section, so the keys of the next section are found in this one
-    // unless a blank line stands between. It never runs on into the next line.
+    // Required(header-in-section): a header does not end the section, so the keys of the next section are
+    // found in this one unless a blank line stands between. It never runs on into the next line.
     if (hasKey(text, line, key) && key.find('=') == kNoPosition &&
         !(isHeader && key.find_first_of(kLineEndBytes) != kNoPosition)) {
       return line + key.size() + 1;
@@ -49,15 +49,15 @@ std::size_t searchSection(std::string_view text, std::size_t line, std::string_v
       line = nextLine(text, line);
       continue;
     }
-    // Required: a key line without "=" swallows the key of the line with the next "=".
+    // Required(line-without-equals): a key line without "=" swallows the key of the line with the next "=".
     const std::size_t equals = text.find('=', line);
     line = equals == kNoPosition ? text.size() : nextLine(text, equals);
   }
 }
 
 // Behind one CR, one LF or one CR LF at `position`, if there is one.
-// Required: unlike a walk, a write takes one LF away and keeps a second: an empty line that follows the
-// replaced one stays in the file.
+// Required(write-skips-one-lf): unlike a walk, a write takes one LF away and keeps a second: an empty line
+// that follows the replaced one stays in the file.
 std::size_t skipOneLineEnd(std::string_view text, std::size_t position) {
   if (text.substr(position).starts_with("\r\n")) return position + 2;
   return position < text.size() ? position + 1 : position;
@@ -73,12 +73,14 @@ std::size_t nextLine(std::string_view text, std::size_t position) {
   std::size_t end = lineEnd(text, position);
   if (end == text.size()) return end;
   ++end;
-  // Required: LF LF is one line end, so in a file with LF line ends a single empty line does not count.
+  // Required(double-lf): LF LF is one line end, so in a file with LF line ends a single empty line does not
+  // count.
   return end < text.size() && text[end] == '\n' ? end + 1 : end;
 }
 
 bool endsSection(std::string_view text, std::size_t position) {
-  // Required: signed, so a line that begins with a letter of the upper half, 0x80 and above, ends a section.
+  // Required(signed-first-byte): signed, so a line that begins with a letter of the upper half, 0x80 and
+  // above, ends a section.
   return position >= text.size() || static_cast<signed char>(text[position]) < 0x21;
 }
 
@@ -124,7 +126,8 @@ std::uint32_t copyProfileSection(std::string_view text, std::string_view section
     line = sectionStart(text, line, section);
     for (; !endsSection(text, line) && text[line] != '['; line = nextLine(text, line)) {
       const std::string_view content = valueAt(text, line);
-      // Required: `size` - 2, whatever fitted in, tells the caller that the buffer was too small.
+      // Required(section-overflow): `size` - 2, whatever fitted in, tells the caller that the buffer was too
+      // small.
       if (room - written < content.size() + 1) return size - 2;
       std::memcpy(buffer + written, content.data(), content.size());
       written += content.size() + 1;

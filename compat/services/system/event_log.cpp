@@ -18,7 +18,7 @@ BOOL ReportEvent(HANDLE /*eventLog*/, WORD /*type*/, WORD /*category*/, DWORD /*
     for (WORD i = 0; strings != nullptr && i < stringCount; ++i) {
       if (strings[i] != nullptr) text += strings[i];
     }
-    // Required: every event is informational, whatever its type.
+    // Required(events-informational): every event is informational, whatever its type.
     syslog(LOG_INFO, "%s", text.c_str());
   } catch (const std::exception&) {  // no memory for the text: it is not logged
   }

@@ -85,7 +85,8 @@ SystemInfo gatherSystemInfo() {
 }  // namespace
 
 void startTickCount() {
-  // Required: the start is exact, the readings are in steps; so the first readings can be below 0.
+  // Required(tick-steps): the start is exact, the readings are in steps; so the first readings can be below
+  // 0.
   startTickMs.store(nowMs(1), std::memory_order_relaxed);
 }
 
@@ -133,7 +134,7 @@ void Sleep(DWORD milliseconds) {
 void GetSystemInfo(SystemInfo* info) {
   CallGuard guard;
   if (!systemInfoKnown) {
-    systemInfoKnown = true;  // Required: a failed read is not tried again.
+    systemInfoKnown = true;  // Required(system-info-once): a failed read is not tried again.
     systemInfo = gatherSystemInfo();
   }
   if (info != nullptr) *info = systemInfo;

@@ -131,8 +131,8 @@ using namespace nimboxi;
 
 const char* DecodeUtf8Char(const char* next, BYTE lead, uint32_t* codePoint) {
   int continuations = 1;
-  // Required: continuation bytes are not checked, and one met as a lead byte starts a two-byte form; text in
-  // another encoding gives odd characters, never a failure.
+  // Required(unchecked-continuation): continuation bytes are not checked, and one met as a lead byte starts a
+  // two-byte form; text in another encoding gives odd characters, never a failure.
   if (lead < 0x80 || lead >= 0xF8) {
     *codePoint = lead;
     return next;

@@ -22,7 +22,7 @@ BOOL copyBytes(char* destination, const char* source, std::size_t count) {
   return TRUE;
 }
 
-// Required: only A to Z are folded; file names with accents differ by their case.
+// Required(ascii-folding): only A to Z are folded; file names with accents differ by their case.
 int foldAscii(char character) {
   const auto byte = static_cast<unsigned char>(character);
   return byte >= 'A' && byte <= 'Z' ? byte + ('a' - 'A') : byte;
@@ -67,7 +67,8 @@ char* lstrcat(char* destination, const char* source) {
 
 char* lstrcpyn(char* destination, const char* source, DWORD count) {
   CallGuard guard;
-  // Required: `count` is the last index copied, and a text that is longer arrives without a NUL.
+  // Required(copy-without-nul): `count` is the last index copied, and a text that is longer arrives without a
+  // NUL.
   const std::size_t most = std::size_t{count} + 1;
   const std::size_t length = strnlen(source, most);
   copyBytes(destination, source, length < most ? length + 1 : most);
@@ -77,7 +78,8 @@ char* lstrcpyn(char* destination, const char* source, DWORD count) {
 int32_t lstrcmp(const char* first, const char* second) {
   CallGuard guard;
   const int order = std::strcmp(first, second);
-  // Required: the sign is the opposite of strcmp's; callers that sort by it get a descending order.
+  // Required(reversed-compare): the sign is the opposite of strcmp's; callers that sort by it get a
+  // descending order.
   return order == 0 ? 0 : (order < 0 ? 1 : -1);
 }
 
@@ -88,7 +90,7 @@ int32_t lstrcmpi(const char* first, const char* second) {
 
 int32_t StrNCmpI(const char* first, const char* second, DWORD count) {
   CallGuard guard;
-  // Required: a count of 0 compares the whole strings, it does not make any two equal.
+  // Required(zero-count-unlimited): a count of 0 compares the whole strings, it does not make any two equal.
   return compareFolded(first, second, count == 0 ? SIZE_MAX : count);
 }
 
@@ -121,7 +123,7 @@ char* CharUpper(char* textOrCharacter) {
   const auto value = reinterpret_cast<std::uintptr_t>(textOrCharacter);
   if (value <= 0xFFFF) {
     const std::uint8_t upper = toUpperAnsi(static_cast<std::uint8_t>(value));
-    // Required: sign-extended, so an accented letter comes back as a negative number.
+    // Required(sign-extended-upper): sign-extended, so an accented letter comes back as a negative number.
     return reinterpret_cast<char*>(static_cast<std::intptr_t>(static_cast<std::int8_t>(upper)));
   }
   convertBytes(textOrCharacter, std::strlen(textOrCharacter), toUpperAnsi);
