@@ -7,9 +7,9 @@
 #include <ctime>
 
 #include "compat/core/call_guard.h"
+#include "compat/core/ports/port_entries.h"
 #include "nimboxi/errors.h"
 #include "nimboxi/handles.h"
-#include "nimboxi/profile.h"
 
 namespace nimboxi {
 
@@ -27,14 +27,14 @@ namespace {
 
 constexpr int kDefaultDrainSeconds = 120;
 
-int drainSeconds() {
+int drainSeconds() NIMBOXI_REQUIRES(layerGuard) {
   char delay[5];
-  GetProfileString("Ports", "Delay", "", delay, sizeof delay);
+  readPortEntry("Delay", delay, sizeof delay);
   int seconds = std::atoi(delay);
   return seconds == 0 ? kDefaultDrainSeconds : seconds;
 }
 
-void drainOutput(std::FILE* stream) {
+void drainOutput(std::FILE* stream) NIMBOXI_REQUIRES(layerGuard) {
   const int limit = drainSeconds();
   const std::time_t start = std::time(nullptr);
   while (tcdrain(fileno(stream)) != 0 && std::time(nullptr) - start < limit) {
@@ -43,7 +43,7 @@ void drainOutput(std::FILE* stream) {
 
 // A stream is gone after a close that failed (a full disk, say), while the handle stays: closing that once
 // more frees it.
-bool closeStream(HandleRecord* record) {
+bool closeStream(HandleRecord* record) NIMBOXI_REQUIRES(layerGuard) {
   std::FILE* stream = record->object.stream;
   record->object.stream = nullptr;
   if (stream == nullptr) return true;
@@ -52,7 +52,7 @@ bool closeStream(HandleRecord* record) {
 }
 
 // Releases the object of a record. False when the system refuses.
-bool closeObject(HandleRecord* record) {
+bool closeObject(HandleRecord* record) NIMBOXI_REQUIRES(layerGuard) {
   switch (record->kind) {
     case kFileHandle:
       return closeStream(record);

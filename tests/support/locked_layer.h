@@ -7,6 +7,7 @@
 #include "compat/core/call_guard.h"
 #include "compat/services/errors/last_error.h"
 #include "compat/services/profile/profile_files.h"
+#include "compat/services/profile/profile_path.h"
 #include "tests/support/temp_folder.h"
 
 class LockedLayer {

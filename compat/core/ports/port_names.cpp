@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "compat/core/call_guard.h"
+#include "compat/core/ports/port_entries.h"
 #include "nimboxi/ports.h"
-#include "nimboxi/profile.h"
 #include "nimboxi/text.h"
 
 namespace nimboxi {
@@ -49,8 +49,7 @@ bool readEntry(const char* name, char* entry, DWORD size) NIMBOXI_REQUIRES(layer
   key[length] = '\0';
   CharUpperBuff(key, static_cast<DWORD>(length));
   EntryReading reading;
-  entry[0] = '\0';
-  GetProfileString("Ports", key, "", entry, size);
+  readPortEntry(key, entry, size);
   return entry[0] != '\0';
 }
 

@@ -1,5 +1,5 @@
-// The layer's own settings: built-in values, and what section "Setup" of the layer profile says. Guarded by
-// the layer guard but for the version, which is asked for outside.
+// The layer's own settings and their built-in values; settings_reader fills them from the layer profile.
+// Guarded by the layer guard but for the version, which is asked for outside.
 #pragma once
 
 #include <array>
@@ -41,12 +41,5 @@ extern std::atomic<std::uint32_t> layerVersion;
 
 // Sets all settings to their built-in values.
 void resetLayerSettings() NIMBOXI_REQUIRES(layerGuard);
-
-// Reads the override flag and the printer margins.
-void readSetupSettings() NIMBOXI_REQUIRES(layerGuard);
-
-// Reads all other settings and the localised texts, and writes to the profile what is missing or refused
-// there.
-void ReadLayerSettings() NIMBOXI_REQUIRES(layerGuard);
 
 }  // namespace nimboxi

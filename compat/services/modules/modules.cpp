@@ -1,17 +1,14 @@
-// The module list: registering, loading, unloading and naming modules, binding their resource functions.
+// Loading, unloading and finding modules by name, binding their resource functions.
 #include "compat/services/modules/modules.h"
 
 #include <dlfcn.h>
 
-#include <algorithm>
 #include <cstring>
 #include <new>
 
 #include "compat/services/layer/layer_settings.h"
-#include "compat/services/profile/profile_files.h"
-#include "compat/services/system/system_info.h"
+#include "compat/services/profile/profile_path.h"
 #include "nimboxi/errors.h"
-#include "nimboxi/memory.h"
 
 namespace nimboxi {
 namespace {
@@ -19,42 +16,7 @@ namespace {
 constexpr std::intptr_t kReasonLoaded = 1;
 constexpr std::intptr_t kReasonUnload = 0;
 
-ModuleRecord* moduleList NIMBOXI_GUARDED_BY(layerGuard) = nullptr;
 std::uint32_t libraryCount NIMBOXI_GUARDED_BY(layerGuard) = 0;
-
-// The name cut to what a path buffer holds, in a block; null without memory.
-char* newName(std::string_view name) {
-  const std::size_t length = std::min<std::size_t>(name.size(), MAX_PATH_BYTES - 1);
-  auto* copy = static_cast<char*>(AllocBlock(BLOCK_ZEROED, static_cast<std::int32_t>(length + 1)));
-  if (copy != nullptr) std::memcpy(copy, name.data(), length);
-  return copy;
-}
-
-// Adds a module at the list's end; null without memory.
-ModuleRecord* appendModule(std::string_view name, HMODULE handle) NIMBOXI_REQUIRES(layerGuard) {
-  auto* record = static_cast<ModuleRecord*>(AllocBlock(BLOCK_ZEROED, sizeof(ModuleRecord)));
-  char* copy = newName(name);
-  if (record == nullptr || copy == nullptr) {
-    FreeBlock(record);
-    FreeBlock(copy);
-    return nullptr;
-  }
-  record->name = copy;
-  record->handle = handle;
-  record->refCount = 1;
-  ModuleRecord** end = &moduleList;
-  while (*end != nullptr) end = &(*end)->next;
-  *end = record;
-  return record;
-}
-
-void removeModule(ModuleRecord* record) NIMBOXI_REQUIRES(layerGuard) {
-  ModuleRecord** link = &moduleList;
-  while (*link != nullptr && *link != record) link = &(*link)->next;
-  if (*link != nullptr) *link = record->next;
-  FreeBlock(record->name);
-  FreeBlock(record);
-}
 
 void callEntry(HMODULE handle, std::intptr_t reason) {
   if (void* symbol = dlsym(handle, "DllMain")) {
@@ -76,7 +38,7 @@ ModuleRecord* FindModuleByName(std::string_view name) NIMBOXI_REQUIRES(layerGuar
   const std::size_t slash = path.rfind('/');
   const bool hasBaseName = slash != 0 && slash != std::string::npos;
   const char* baseName = path.c_str() + (hasBaseName ? slash + 1 : 0);
-  for (ModuleRecord* record = moduleList; record != nullptr; record = record->next) {
+  for (ModuleRecord* record = firstModule(); record != nullptr; record = record->next) {
     const bool isWhole = record->name[0] == '/';
     if (!isWhole && !hasBaseName) continue;
     if (std::strcmp(record->name, isWhole ? path.c_str() : baseName) == 0) return record;
@@ -129,27 +91,9 @@ std::uint32_t loadedLibraryCount() {
   return libraryCount;
 }
 
-void RegisterMainModule(const char* programPath, RESOURCE_FUNCTION resourceFunction) {
-  startTickCount();
-  ModuleRecord* record = appendModule(programPath, MAIN_MODULE_HANDLE);
-  if (record != nullptr) record->resourceFunction = resourceFunction;
-}
-
 void FreeAllLibraries() {
   layerSettings.noFreeLib = false;
-  while (moduleList != nullptr) FreeLibrary(moduleList->handle);
-}
-
-ModuleRecord* findModule(HMODULE handle) {
-  ModuleRecord* record = moduleList;
-  while (record != nullptr && record->handle != handle) record = record->next;
-  return record;
-}
-
-bool isListed(const ModuleRecord* wanted) {
-  const ModuleRecord* record = moduleList;
-  while (record != nullptr && record != wanted) record = record->next;
-  return record != nullptr;
+  while (const ModuleRecord* first = firstModule()) FreeLibrary(first->handle);
 }
 
 RESOURCE_FUNCTION BindResourceFunction(ModuleRecord* module) {
@@ -219,14 +163,4 @@ HMODULE GetModuleHandle(const char* name) {
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
-}
-
-DWORD GetModuleFileName(HMODULE module, char* buffer, DWORD /*size*/) {
-  CallGuard guard;
-  SetLastError(ERROR_SUCCESS);
-  const ModuleRecord* record = findModule(module);
-  const char* name = record == nullptr ? "" : record->name;
-  const std::size_t length = std::strlen(name);
-  std::memcpy(buffer, name, length + 1);
-  return static_cast<DWORD>(length);
 }

@@ -13,7 +13,7 @@
 #include <new>
 #include <string>
 
-#include "compat/services/profile/profile_files.h"
+#include "compat/services/profile/profile_path.h"
 #include "nimboxi/files.h"
 #include "nimboxi/handles.h"
 #include "nimboxi/memory.h"

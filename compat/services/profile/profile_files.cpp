@@ -1,6 +1,6 @@
-// The profile calls: file names, the one file that is kept in memory, reading and writing. What the text
-// means is decided in profile_text and profile_index. All state is guarded by the layer guard; it is leaked
-// at exit.
+// The profile calls: the one file that is kept in memory, reading and writing. What the text means is decided
+// in profile_text and profile_index, which file is meant in profile_path. All state is guarded by the layer
+// guard; it is leaked at exit.
 #include "compat/services/profile/profile_files.h"
 
 #include <algorithm>
@@ -8,19 +8,18 @@
 #include <memory>
 #include <new>
 
+#include "compat/core/ports/port_entries.h"
 #include "compat/services/profile/profile_index.h"
+#include "compat/services/profile/profile_path.h"
 #include "compat/services/profile/profile_text.h"
 #include "nimboxi/files.h"
 #include "nimboxi/handles.h"
 #include "nimboxi/memory.h"
-#include "nimboxi/modules.h"
 #include "nimboxi/profile.h"
 
 namespace nimboxi {
 namespace {
 
-constexpr const char* kLayerProfileAlias = "win.ini";
-constexpr const char* kLayerProfileName = "nimboxi.ini";
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::int64_t kMaxProfileBytes = INT32_MAX - 1;  // leaves room for a NUL in a block
 
@@ -48,7 +47,6 @@ struct ProfileCache {
   const ProfileIndex index;
 };
 
-std::string* layerPath NIMBOXI_GUARDED_BY(layerGuard) = nullptr;
 ProfileCache* profileCache NIMBOXI_GUARDED_BY(layerGuard) = nullptr;
 
 void dropCache() NIMBOXI_REQUIRES(layerGuard) {
@@ -130,38 +128,15 @@ bool writeProfile(HANDLE file, const ProfileCut& cut, bool hadContents, const ch
   return written;
 }
 
+void readPortsEntry(const char* key, char* value, DWORD size) {
+  GetProfileString("Ports", key, "", value, size);
+}
+
+// Wired before main, not by LayerStartup: a port has its entries also in a program that never starts the
+// layer, and after the layer's end.
+[[maybe_unused]] const bool portEntriesWired = setPortEntryReader(readPortsEntry);
+
 }  // namespace
-
-void setLayerProfilePath(const char* path) {
-  CallGuard guard;
-  if (layerPath == nullptr) layerPath = new std::string;
-  *layerPath = path == nullptr ? "" : path;
-}
-
-const std::string& layerProfilePath() {
-  if (layerPath == nullptr) layerPath = new std::string;
-  if (layerPath->empty()) {
-    char program[MAX_PATH_BYTES] = "";
-    GetModuleFileName(MAIN_MODULE_HANDLE, program, sizeof program);
-    *layerPath = layerProfilePathBeside(program);
-  }
-  return *layerPath;
-}
-
-std::string layerProfilePathBeside(std::string_view programPath) {
-  // Required(root-profile): a program found through the search path has no directory in its name, and its
-  // layer profile stands at the root of the file system.
-  const std::size_t slash = programPath.rfind('/');
-  std::string path(programPath.substr(0, slash == std::string_view::npos ? 0 : slash));
-  return path.append("/").append(kLayerProfileName);
-}
-
-const char* ResolveProfileName(const char* fileName) {
-  const bool isLayerProfile =
-      std::strcmp(fileName, kLayerProfileAlias) == 0 || std::strcmp(fileName, kLayerProfileName) == 0;
-  const std::string& layerProfile = layerProfilePath();
-  return isLayerProfile ? layerProfile.c_str() : fileName;
-}
 
 void dropProfileCache() {
   CallGuard guard;

@@ -1,5 +1,6 @@
 // The layer's settings: what the profile says, and what is written back to it.
 #include "compat/services/layer/layer_settings.h"
+#include "compat/services/layer/settings_reader.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "compat/services/profile/profile_files.h"
+#include "compat/services/profile/profile_path.h"
 #include "nimboxi/errors.h"
 #include "nimboxi/handles.h"
 #include "nimboxi/synch.h"

@@ -1,5 +1,5 @@
 // The profile calls on real files: names, the one-entry cache, what is copied and what is written.
-#include "compat/services/profile/profile_files.h"
+#include "compat/services/profile/profile_path.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The start of the tick count, and the reading of processor information.
+// The reading of processor information.
 #pragma once
 
 #include <cstdio>
@@ -6,9 +6,6 @@
 #include "nimboxi/system.h"
 
 namespace nimboxi {
-
-// From now on GetTickCount counts from this moment.
-void startTickCount();
 
 // Takes what one line of the system's processor list tells into `info`; a line without a colon tells nothing.
 //   processorsOnline  what any line with a colon sets the processor count to

@@ -1,11 +1,8 @@
 // Tick count, sleep, processor information, host and user names, the layer's version.
-#include "compat/services/system/system_info.h"
+#include "compat/services/system/information.h"
 
-#include <sys/select.h>
-#include <sys/time.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,22 +13,10 @@
 namespace nimboxi {
 namespace {
 
-constexpr std::uint32_t kTickMs = 25;
 constexpr int kLineSize = 4096;
-
-// Atomic, as GetTickCount does not enter the guard.
-std::atomic<std::uint32_t> startTickMs{0};
 
 SystemInfo systemInfo NIMBOXI_GUARDED_BY(layerGuard);
 bool systemInfoKnown NIMBOXI_GUARDED_BY(layerGuard) = false;
-
-// Milliseconds modulo 2^32, the part below a second cut to steps of `stepMs`.
-std::uint32_t nowMs(std::uint32_t stepMs) {
-  timeval now{};
-  gettimeofday(&now, nullptr);
-  const auto microseconds = static_cast<std::uint32_t>(now.tv_usec);
-  return static_cast<std::uint32_t>(now.tv_sec) * 1000 + microseconds / (stepMs * 1000) * stepMs;
-}
 
 bool beginsWith(const char* text, const char* start) {
   return StrNCmpI(text, start, static_cast<DWORD>(std::strlen(start))) == 0;
@@ -84,12 +69,6 @@ SystemInfo gatherSystemInfo() {
 
 }  // namespace
 
-void startTickCount() {
-  // Required(tick-steps): the start is exact, the readings are in steps; so the first readings can be below
-  // 0.
-  startTickMs.store(nowMs(1), std::memory_order_relaxed);
-}
-
 void readProcessorLine(const char* line, DWORD processorsOnline, SystemInfo* info) {
   const char* value = std::strchr(line, ':');
   if (value == nullptr) return;
@@ -118,18 +97,6 @@ SystemInfo readProcessorList(std::FILE* list, DWORD processorsOnline) {
 }  // namespace nimboxi
 
 using namespace nimboxi;
-
-DWORD GetTickCount() {
-  return nowMs(kTickMs) - startTickMs.load(std::memory_order_relaxed);
-}
-
-void Sleep(DWORD milliseconds) {
-  if (milliseconds == 0) return;
-  timeval timeout{};
-  timeout.tv_sec = static_cast<time_t>(milliseconds / 1000);
-  timeout.tv_usec = static_cast<suseconds_t>(milliseconds % 1000 * 1000);
-  select(0, nullptr, nullptr, nullptr, &timeout);
-}
 
 void GetSystemInfo(SystemInfo* info) {
   CallGuard guard;

@@ -1,11 +1,13 @@
 // System questions: processor lists, tick count, sleep, environment, event log.
-#include "compat/services/system/system_info.h"
+#include "compat/services/system/information.h"
 
 #include <gtest/gtest.h>
 #include <syslog.h>
 
 #include <tuple>
 #include <vector>
+
+#include "compat/services/system/ticks.h"
 
 using namespace nimboxi;
 

@@ -1,0 +1,29 @@
+// The path of the layer profile, and the names that stand for it. Guarded by the layer guard.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "compat/core/call_guard.h"
+
+namespace nimboxi {
+
+// A name that stands for the layer profile in a profile call, besides its own.
+inline constexpr const char* kLayerProfileAlias = "win.ini";
+
+// Sets the full path of the layer profile. Called by LayerStartup with a path under NIMBOXIDIR; null or the
+// empty string: the first use computes it from the program's own path.
+void setLayerProfilePath(const char* path);
+
+// The full path of the layer profile.
+const std::string& layerProfilePath() NIMBOXI_REQUIRES(layerGuard);
+
+// The path of the layer profile of a program: beside it, by the path that its command line had.
+std::string layerProfilePathBeside(std::string_view programPath);
+
+// The path of the file that a profile call means by `fileName`, which is not null: the layer profile for
+// "win.ini" and "nimboxi.ini", else the name itself. Valid as long as the name and until the layer profile
+// path is set anew.
+const char* ResolveProfileName(const char* fileName) NIMBOXI_REQUIRES(layerGuard);
+
+}  // namespace nimboxi
