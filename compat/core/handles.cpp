@@ -7,8 +7,8 @@
 #include <ctime>
 
 #include "compat/core/call_guard.h"
+#include "compat/core/errors/fail.h"
 #include "compat/core/ports/port_entries.h"
-#include "nimboxi/errors.h"
 #include "nimboxi/handles.h"
 
 namespace nimboxi {
@@ -74,8 +74,7 @@ BOOL CloseHandle(HANDLE handle) {
   auto* record = isHandleValue(handle) ? static_cast<HandleRecord*>(handle) : nullptr;
   if (record == nullptr || record->kind < kSemaphoreHandle || record->kind > kFileHandle ||
       !closeObject(record)) {
-    SetLastError(ERROR_GEN_FAILURE);
-    return FALSE;
+    return fail(ERROR_GEN_FAILURE);
   }
   std::free(record);
   SetLastError(ERROR_SUCCESS);

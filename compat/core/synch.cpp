@@ -3,17 +3,17 @@
 #include <cstdlib>
 
 #include "compat/core/call_guard.h"
+#include "compat/core/errors/fail.h"
 #include "compat/core/handles.h"
-#include "nimboxi/errors.h"
 #include "nimboxi/synch.h"
 
 namespace nimboxi {
 namespace {
 
-HANDLE fail(HandleRecord* record) {
+// The record of an object that could not be had, which may be null, is freed.
+HANDLE failToCreate(HandleRecord* record) {
   std::free(record);
-  SetLastError(ERROR_GEN_FAILURE);
-  return nullptr;
+  return fail<HANDLE>(ERROR_GEN_FAILURE);
 }
 
 bool waitForPlace(sem_t* semaphore) {
@@ -31,11 +31,11 @@ using namespace nimboxi;
 
 HANDLE CreateSemaphore(void* attributes, int32_t initialCount, int32_t /*maximumCount*/, const char* name) {
   CallGuard guard;
-  if (attributes != nullptr || name != nullptr) return fail(nullptr);
+  if (attributes != nullptr || name != nullptr) return fail<HANDLE>(ERROR_GEN_FAILURE);
   HandleRecord* record = newHandle(kSemaphoreHandle);
   if (record == nullptr ||
       sem_init(&record->object.semaphore, 0, static_cast<unsigned int>(initialCount)) != 0) {
-    return fail(record);
+    return failToCreate(record);
   }
   SetLastError(ERROR_SUCCESS);
   return record;
@@ -45,21 +45,18 @@ BOOL ReleaseSemaphore(HANDLE semaphore, int32_t /*releaseCount*/, int32_t* /*pre
   CallGuard guard;
   HandleRecord* record = findHandle(semaphore, kSemaphoreHandle);
   // Required(release-one): one place, whatever the count says.
-  if (record == nullptr || sem_post(&record->object.semaphore) != 0) {
-    SetLastError(ERROR_GEN_FAILURE);
-    return FALSE;
-  }
-  SetLastError(ERROR_SUCCESS);
-  return TRUE;
+  const bool released = record != nullptr && sem_post(&record->object.semaphore) == 0;
+  return finish(released ? ERROR_SUCCESS : ERROR_GEN_FAILURE);
 }
 
 HANDLE CreateThread(void* attributes, size_t stackSize, THREAD_START_ROUTINE startRoutine, void* parameter,
                     DWORD creationFlags, uintptr_t* threadId) {
   CallGuard guard;
-  if (attributes != nullptr || stackSize != 0 || startRoutine == nullptr) return fail(nullptr);
+  if (attributes != nullptr || stackSize != 0 || startRoutine == nullptr)
+    return fail<HANDLE>(ERROR_GEN_FAILURE);
   HandleRecord* record = newHandle(kThreadHandle);
   if (record == nullptr || pthread_create(&record->object.thread, nullptr, startRoutine, parameter) != 0) {
-    return fail(record);
+    return failToCreate(record);
   }
   record->joinable = (creationFlags & CREATE_JOINABLE_THREAD) != 0;
   if (threadId != nullptr) *threadId = static_cast<uintptr_t>(record->object.thread);

@@ -12,6 +12,7 @@
 #include "nimboxi/ports.h"
 #include "nimboxi/process.h"
 #include "nimboxi/profile.h"
+#include "nimboxi/support/file_handle.h"
 #include "nimboxi/support/shell_words.h"
 #include "nimboxi/support/thread_annotations.h"
 #include "nimboxi/support/use_count.h"

@@ -4,42 +4,14 @@
 #include <cstdio>
 
 #include "compat/core/call_guard.h"
-#include "compat/core/handles.h"
-#include "nimboxi/errors.h"
+#include "compat/core/errors/fail.h"
 #include "nimboxi/files.h"
-#include "nimboxi/handles.h"
+#include "nimboxi/support/file_handle.h"
 
 namespace nimboxi {
 namespace {
 
 constexpr DWORD kPieceBytes = 65536;
-
-// One of the two files, closed at the end of the scope at the latest. May hold no file. Closing sets the last
-// error: close before that is set.
-class OpenFile {
- public:
-  OpenFile(const char* name, DWORD access, DWORD disposition)
-      : handle_(CreateFile(name, access, 0, nullptr, disposition, 0, nullptr)) {}
-  ~OpenFile() { close(); }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-
-  bool isOpen() const { return handle_ != INVALID_HANDLE_VALUE; }
-  HANDLE handle() const { return handle_; }
-  std::FILE* stream() const { return LookupFileHandle(handle_); }
-
-  // False when what was written last did not reach the disk.
-  bool close() {
-    if (!isOpen()) return true;
-    const bool closed = CloseHandle(handle_);
-    if (!closed) CloseHandle(handle_);  // the second one frees the handle
-    handle_ = INVALID_HANDLE_VALUE;
-    return closed;
-  }
-
- private:
-  HANDLE handle_;
-};
 
 // Whether something stands there, also what cannot be opened. For that its last error is what counts.
 bool standsInTheWay(const char* newName) {
@@ -64,11 +36,6 @@ int32_t copyContents(const OpenFile& source, const OpenFile& target) {
     if (!WriteFile(target.handle(), piece, size, nullptr)) return ERROR_WRITE_FAULT;
   }
   return ERROR_SUCCESS;
-}
-
-BOOL fail(int32_t error) {
-  SetLastError(error);
-  return FALSE;
 }
 
 }  // namespace

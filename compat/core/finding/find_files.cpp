@@ -1,7 +1,5 @@
-// Directory search by wildcard. A search belongs to the caller that opened it; the count of open searches is
-// guarded by the layer guard. Names are bytes. What a directory holds may change during a search.
-#include "compat/core/finding/find_files.h"
-
+// Directory search by wildcard. A search belongs to the caller that opened it. Names are bytes. What a
+// directory holds may change during a search.
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -10,10 +8,11 @@
 #include <cstring>
 #include <ctime>
 
+#include "compat/core/call_guard.h"
+#include "compat/core/errors/fail.h"
 #include "compat/core/finding/wildcard.h"
 #include "compat/core/handles.h"
-#include "compat/core/times/times.h"
-#include "nimboxi/errors.h"
+#include "compat/core/times/calendar.h"
 #include "nimboxi/files.h"
 #include "nimboxi/finding.h"
 #include "nimboxi/memory.h"
@@ -30,19 +29,10 @@ struct SearchRecord {
   char* pattern;  // null when the whole argument named a directory
 };
 
-std::int32_t searchCount NIMBOXI_GUARDED_BY(layerGuard) = 0;
-
-SearchRecord* newSearch() NIMBOXI_REQUIRES(layerGuard) {
-  auto* search = static_cast<SearchRecord*>(AllocBlock(BLOCK_ZEROED, sizeof(SearchRecord)));
-  if (search != nullptr) ++searchCount;
-  return search;
-}
-
-void endSearch(SearchRecord* search) NIMBOXI_REQUIRES(layerGuard) {
+void endSearch(SearchRecord* search) {
   if (search->stream != nullptr) closedir(search->stream);
   std::free(search->directory);
   std::free(search->pattern);
-  --searchCount;
   FreeBlock(search);
 }
 
@@ -86,7 +76,7 @@ const char* nextName(const SearchRecord* search) {
 // Required(unsigned-file-time): seconds count as unsigned 32-bit, so a time before 1970 shows as one after
 // 2038.
 FILETIME fileTime(std::time_t seconds) {
-  return secondsToTicks(static_cast<std::uint32_t>(seconds));
+  return ticksFromPosixTime(static_cast<std::uint32_t>(seconds), 0);
 }
 
 // Fills in what the system knows of `path`; leaves all but the attributes alone when it knows nothing.
@@ -117,17 +107,7 @@ void describeEntry(const SearchRecord* search, const char* name, FindData* data)
   std::free(path);
 }
 
-HANDLE failSearch(std::int32_t error) {
-  SetLastError(error);
-  return INVALID_HANDLE_VALUE;
-}
-
 }  // namespace
-
-std::int32_t openSearches() {
-  return searchCount;
-}
-
 }  // namespace nimboxi
 
 using namespace nimboxi;
@@ -135,25 +115,22 @@ using namespace nimboxi;
 HANDLE FindFirstFile(const char* pattern, FindData* data) {
   CallGuard guard;
   SetLastError(ERROR_SUCCESS);
-  if (pattern == nullptr || data == nullptr) return failSearch(ERROR_FILE_NOT_FOUND);
-  SearchRecord* search = newSearch();
-  if (search == nullptr) return failSearch(ERROR_NOT_ENOUGH_MEMORY);
+  if (pattern == nullptr || data == nullptr) return fail(ERROR_FILE_NOT_FOUND, INVALID_HANDLE_VALUE);
+  auto* search = static_cast<SearchRecord*>(AllocBlock(BLOCK_ZEROED, sizeof(SearchRecord)));
+  if (search == nullptr) return fail(ERROR_NOT_ENOUGH_MEMORY, INVALID_HANDLE_VALUE);
   if (!openSearch(search, pattern)) {
     endSearch(search);
-    return failSearch(ERROR_NOT_ENOUGH_MEMORY);
+    return fail(ERROR_NOT_ENOUGH_MEMORY, INVALID_HANDLE_VALUE);
   }
   if (FindNextFile(search, data)) return search;
   endSearch(search);
-  return failSearch(ERROR_FILE_NOT_FOUND);
+  return fail(ERROR_FILE_NOT_FOUND, INVALID_HANDLE_VALUE);
 }
 
 BOOL FindNextFile(HANDLE search, FindData* data) {
   CallGuard guard;
   SetLastError(ERROR_SUCCESS);
-  if (!isHandleValue(search) || data == nullptr) {
-    SetLastError(ERROR_FILE_NOT_FOUND);
-    return FALSE;
-  }
+  if (!isHandleValue(search) || data == nullptr) return fail(ERROR_FILE_NOT_FOUND);
   const auto* record = static_cast<const SearchRecord*>(search);
   const char* name = record->stream == nullptr ? nullptr : nextName(record);
   if (name == nullptr) return FALSE;
@@ -168,10 +145,7 @@ BOOL FindNextFile(HANDLE search, FindData* data) {
 BOOL FindClose(HANDLE search) {
   CallGuard guard;
   SetLastError(ERROR_SUCCESS);
-  if (!isHandleValue(search)) {
-    SetLastError(ERROR_GEN_FAILURE);
-    return FALSE;
-  }
+  if (!isHandleValue(search)) return fail(ERROR_GEN_FAILURE);
   endSearch(static_cast<SearchRecord*>(search));
   return TRUE;
 }
@@ -180,4 +154,13 @@ BOOL MatchWildcard(const char* pattern, const char* name, BOOL caseSensitive) {
   CallGuard guard;
   SetLastError(ERROR_SUCCESS);
   return pattern != nullptr && name != nullptr && matchesWildcard(pattern, name, caseSensitive != FALSE);
+}
+
+BOOL FileExists(const char* fileName) {
+  CallGuard guard;
+  FindData data;
+  HANDLE search = FindFirstFile(fileName, &data);
+  if (search == INVALID_HANDLE_VALUE) return FALSE;
+  FindClose(search);
+  return TRUE;
 }

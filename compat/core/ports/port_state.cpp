@@ -3,10 +3,10 @@
 #include <termios.h>
 
 #include "compat/core/call_guard.h"
+#include "compat/core/errors/fail.h"
 #include "compat/core/handles.h"
 #include "compat/core/ports/comm_mode.h"
 #include "compat/core/ports/line_settings.h"
-#include "nimboxi/errors.h"
 #include "nimboxi/ports.h"
 
 namespace nimboxi {
@@ -14,16 +14,6 @@ namespace {
 
 bool isParallel(HANDLE port) {
   return findHandle(port, kFileHandle)->deviceType == DEVICE_PARALLEL;
-}
-
-BOOL finish(int32_t error) {
-  SetLastError(error);
-  return error == ERROR_SUCCESS;
-}
-
-BOOL failFromErrno() {
-  SetLastErrorFromErrno();
-  return FALSE;
 }
 
 enum class Access { kRead, kChange };
@@ -35,7 +25,7 @@ BOOL useTerminal(HANDLE port, Record* record, Access access, Use use) {
   std::FILE* stream = LookupFileHandle(port);
   if (stream == nullptr) return FALSE;
   if (isParallel(port)) return finish(ERROR_SUCCESS);
-  if (record == nullptr) return finish(ERROR_GEN_FAILURE);
+  if (record == nullptr) return fail(ERROR_GEN_FAILURE);
   termios settings;
   if (tcgetattr(fileno(stream), &settings) != 0) return failFromErrno();
   const int32_t error = use(settings, *record);

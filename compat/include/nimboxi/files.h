@@ -96,10 +96,6 @@ BOOL UnlockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow,
 // stand for one file, which is left alone; else as CreateFile's.
 BOOL CopyFile(const char* existingName, const char* newName, BOOL failIfExists);
 
-// TRUE when a directory search for `fileName` finds something (wildcards and hidden names:
-// nimboxi/finding.h); else FALSE with last error 2.
-BOOL FileExists(const char* fileName);
-
 // The attributes of what stands at `path`: 16 or 17 for a directory, 32 or 33 for anything else, odd when its
 // owner may not write it. Returns 0 with last error 31 when there is nothing (not the all-ones value).
 DWORD GetFileAttributes(const char* path);

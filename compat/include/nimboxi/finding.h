@@ -36,6 +36,10 @@ BOOL FindNextFile(HANDLE search, FindData* data);
 // handle of 0 or -1.
 BOOL FindClose(HANDLE search);
 
+// TRUE when a search for `fileName` finds something, by its wildcards and without the names that it hides;
+// else FALSE with the last error of FindFirstFile.
+BOOL FileExists(const char* fileName);
+
 // Whether `name` matches `pattern`: '?' is any one character, '*' any run up to the first occurrence of the
 // character behind it (no second try), and "*.*" every name. FALSE for a null argument.
 BOOL MatchWildcard(const char* pattern, const char* name, BOOL caseSensitive);

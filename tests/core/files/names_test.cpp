@@ -5,6 +5,7 @@
 
 #include "nimboxi/errors.h"
 #include "nimboxi/files.h"
+#include "nimboxi/finding.h"
 #include "tests/support/locked_layer.h"
 
 namespace nimboxi {

@@ -8,8 +8,6 @@
 #include <chrono>
 #include <random>
 
-#include "compat/core/times/times.h"
-
 namespace nimboxi {
 namespace {
 

@@ -1,5 +1,5 @@
 // The clock, the local time zone and the names of zones.
-#include "compat/core/times/times.h"
+#include "compat/core/times/zones.h"
 
 #include <gtest/gtest.h>
 
