@@ -84,16 +84,19 @@ bool setStopBits(BYTE stopBits, termios& settings) {
   return true;
 }
 
-bool wantsHardwareFlow(DWORD flags) {
-  // Required(dtr-disables-flow): a disabled DTR keeps hardware flow control off even where fOutxCtsFlow asks
-  // for it, and DTR or RTS enabled, which asks for no more than a raised line, turns it on.
+void setHardwareFlow(DWORD flags, termios& settings) {
   const DWORD dtr = flags & DCB_DTR_CONTROL;
-  return dtr != 0 && ((flags & DCB_OUT_CTS_FLOW) != 0 || dtr == DCB_DTR_CONTROL_ENABLE ||
-                      (flags & DCB_RTS_CONTROL) == DCB_RTS_CONTROL_ENABLE);
+  const DWORD rts = flags & DCB_RTS_CONTROL;
+  if ((flags & DCB_OUT_CTS_FLOW) != 0 || dtr == DCB_DTR_CONTROL_ENABLE || rts == DCB_RTS_CONTROL_ENABLE) {
+    settings.c_cflag |= CRTSCTS;
+  }
+  // Required(dtr-disables-flow): a disabled DTR switches hardware flow control off even where fOutxCtsFlow
+  // asks for it, and DTR or RTS enabled, which asks for no more than a raised line, switches it on.
+  if (dtr == 0) settings.c_cflag &= ~CRTSCTS;
 }
 
 void setFlowControl(const DCB& dcb, termios& settings) {
-  changeFlags<tcflag_t>(settings.c_cflag, CRTSCTS, wantsHardwareFlow(dcb.flags) ? CRTSCTS : 0);
+  setHardwareFlow(dcb.flags, settings);
   changeFlags<tcflag_t>(settings.c_iflag, IXON, (dcb.flags & DCB_OUT_X) != 0 ? IXON : 0);
   changeFlags<tcflag_t>(settings.c_iflag, IXOFF, (dcb.flags & DCB_IN_X) != 0 ? IXOFF : 0);
 }

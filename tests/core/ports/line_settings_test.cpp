@@ -10,6 +10,7 @@ namespace nimboxi {
 namespace {
 
 constexpr DWORD kDtr = DCB_DTR_CONTROL_ENABLE, kRts = DCB_RTS_CONTROL_ENABLE;
+constexpr DWORD kNoSwitch = DCB_DTR_CONTROL | DCB_OUT_DSR_FLOW | DCB_RTS_CONTROL;
 
 // Every flag set, or none, and every control character with a value of its own.
 termios settingsOf(tcflag_t flags) {
@@ -39,38 +40,53 @@ TEST(LineSettings, ARawLineChangesTheNamedFlagsAlone) {
   }
 }
 
+struct Line {
+  const char* label;
+  DWORD baudRate, flags;
+  BYTE byteSize, parity, stopBits;
+  int32_t error;
+  tcflag_t control, input;
+  tcflag_t before = 0;  // control flags
+};
+
+// Pins(dtr-disables-flow), Pins(input-check-kept)
 TEST(LineSettings, ALineIsAsItsDcbSaysOrUnchanged) {
-  // Rate, flags, data bits, parity and stop bits of the DCB; the error; the control and input flags.
-  const std::tuple<const char*, DWORD, DWORD, BYTE, BYTE, BYTE, int32_t, tcflag_t, tcflag_t> cases[] = {
+  const Line cases[] = {
       {"a bad rate comes first", 0, DCB_PARITY, 9, 9, 9, -12, 0, 0},
       {"9 data bits", 110, 0, 9, 0, 0, -11, 0, 0},
       {"mark", 9600, DCB_PARITY, 8, MARKPARITY, 0, -11, 0, 0},
       {"1.5 stop bits", 9600, 0, 8, 0, 1, -11, 0, 0},
       {"no fParity, no look at the parity", 110, 0, 5, MARKPARITY, 0, 0, CS5, INPCK},
       {"none, and a disabled DTR", 300, DCB_PARITY | DCB_OUT_CTS_FLOW | kRts, 6, 0, 2, 0, CS6 | CSTOPB, 0},
+      {"a disabled DTR switches off", 300, 0, 8, 0, 0, 0, CS8, INPCK, CRTSCTS},
       {"odd, in", 57600, DCB_PARITY | DCB_IN_X, 7, ODDPARITY, 0, 0, CS7 | PARENB | PARODD, INPCK | IXOFF},
       {"even, out", 38400, DCB_PARITY | DCB_OUT_X, 8, EVENPARITY, 0, 0, CS8 | PARENB, INPCK | IXON},
       {"DTR enabled is enough", 230400, kDtr, 8, 0, 0, 0, CS8 | CRTSCTS, INPCK},
       {"RTS enabled is enough", 600, 2 * kDtr | kRts, 8, 0, 0, 0, CS8 | CRTSCTS, INPCK},
       {"CTS", 1200, 2 * kDtr | DCB_OUT_CTS_FLOW, 8, 0, 0, 0, CS8 | CRTSCTS, INPCK},
-      {"no other is", 2400, DCB_DTR_CONTROL | DCB_OUT_DSR_FLOW | DCB_RTS_CONTROL, 8, 0, 0, 0, CS8, INPCK},
+      {"no other is", 2400, kNoSwitch, 8, 0, 0, 0, CS8, INPCK},
+      {"what nothing switches stays", 2400, kNoSwitch, 8, 0, 0, 0, CS8 | CRTSCTS, INPCK, CRTSCTS},
   };
-  for (const auto& [label, baudRate, flags, byteSize, parity, stopBits, error, control, input] : cases) {
-    SCOPED_TRACE(label);
-    const DCB dcb{28, baudRate, flags, 0, 0, 0, byteSize, parity, stopBits, 0, 0, 0, 0, 0, 0};
-    const termios before = settingsOf(INPCK);
+  for (const Line& line : cases) {
+    SCOPED_TRACE(line.label);
+    const DCB dcb{
+        28, line.baudRate, line.flags, 0, 0, 0, line.byteSize, line.parity, line.stopBits, 0, 0, 0, 0, 0, 0};
+    termios before = settingsOf(INPCK);
+    before.c_cflag |= line.before;
     termios settings = before;
-    EXPECT_EQ(applyDcb(dcb, settings), error);
-    EXPECT_EQ(std::memcmp(&settings, &before, sizeof before) == 0, error != 0);
-    if (error != 0) continue;
-    EXPECT_EQ(settings.c_cflag & (CSIZE | CSTOPB | PARENB | PARODD | CRTSCTS), control);
-    EXPECT_EQ(settings.c_iflag & (INPCK | IXON | IXOFF), input);
+    EXPECT_EQ(applyDcb(dcb, settings), line.error);
+    EXPECT_EQ(std::memcmp(&settings, &before, sizeof before) == 0, line.error != 0);
+    if (line.error != 0) continue;
+    EXPECT_EQ(settings.c_cflag & (CSIZE | CSTOPB | PARENB | PARODD | CRTSCTS), line.control);
+    EXPECT_EQ(settings.c_iflag & (INPCK | IXON | IXOFF), line.input);
     DCB read{};
     updateDcb(settings, read);
-    EXPECT_TRUE(read.BaudRate == baudRate && read.ByteSize == byteSize && read.StopBits == stopBits);
+    EXPECT_EQ(std::tuple(read.BaudRate, read.ByteSize, read.StopBits),
+              std::tuple(line.baudRate, line.byteSize, line.stopBits));
   }
 }
 
+// Pins(flow-bits-cross), Pins(parity-flag-kept)
 TEST(LineSettings, ADcbTakesWhatTheLineTells) {
   const std::tuple<const char*, DWORD, tcflag_t, tcflag_t, DWORD> cases[] = {
       {"IXON is fInX", DCB_OUT_X, CREAD, IXON, DCB_BINARY | DCB_IN_X},
