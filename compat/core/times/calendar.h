@@ -10,7 +10,8 @@ namespace nimboxi {
 inline constexpr FILETIME kTicksPerSecond = 10000000;
 inline constexpr FILETIME kTicksPerMinute = 60 * kTicksPerSecond;
 
-// The fields of any tick count, each rounded down; the last one is in the year 60056.
+// The fields of a tick count, each rounded toward 0. Counts of 2^63 and more are negative: the first month of
+// 1601, with a day and a time of day that wrap.
 SYSTEMTIME calendarFromTicks(FILETIME ticks);
 
 // The ticks of a POSIX time (seconds since 1970-01-01 00:00:00 UTC, and microseconds), modulo 2^64.

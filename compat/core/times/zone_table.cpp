@@ -6,11 +6,12 @@
 #include <iterator>
 
 namespace nimboxi {
+namespace {
 
 // Required(zone-rows-as-listed): rows and order as they stand, those with another bias than the zone has
 // today too. A program compares the names it gets with the ones it stored. Abbreviations that several zones
 // use (ADT, CST, EST, GST, IST) are told apart by the bias.
-constexpr ZoneRow zoneTable[kZoneCount] = {
+constexpr ZoneRow kZones[] = {
     {"MHT", "Dateline Standard Time", -720, false},
     {"SST", "Samoa Standard Time", 660, false},
     {"HST", "Hawaiian Standard Time", 600, false},
@@ -77,13 +78,14 @@ constexpr ZoneRow zoneTable[kZoneCount] = {
     {"TOT", "Tonga Standard Time", -780, false},
 };
 
+}  // namespace
+
 const ZoneRow* findZone(const char* abbreviation, std::int32_t bias, bool daylight) {
-  const ZoneRow* row =
-      std::find_if(std::begin(zoneTable), std::end(zoneTable), [&](const ZoneRow& candidate) {
-        return candidate.bias == bias && candidate.daylight == daylight &&
-               std::strcmp(candidate.abbreviation, abbreviation) == 0;
-      });
-  return row == std::end(zoneTable) ? nullptr : row;
+  const ZoneRow* row = std::find_if(std::begin(kZones), std::end(kZones), [&](const ZoneRow& candidate) {
+    return candidate.bias == bias && candidate.daylight == daylight &&
+           std::strcmp(candidate.abbreviation, abbreviation) == 0;
+  });
+  return row == std::end(kZones) ? nullptr : row;
 }
 
 }  // namespace nimboxi

@@ -1,7 +1,6 @@
 // The names of the time zones: from what the C library calls a zone to what Windows calls it. Pure.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 namespace nimboxi {
@@ -13,10 +12,8 @@ struct ZoneRow {
   bool daylight;      // the abbreviation stands for daylight saving time
 };
 
-inline constexpr std::size_t kZoneCount = 64;
-extern const ZoneRow zoneTable[kZoneCount];
-
-// The first row that has all three; null when there is none. Abbreviations are compared with their case.
+// The first row of the table that has all three; null when there is none. Abbreviations are compared with
+// their case.
 const ZoneRow* findZone(const char* abbreviation, std::int32_t bias, bool daylight);
 
 }  // namespace nimboxi

@@ -52,8 +52,10 @@ BOOL GetLocalTime(SYSTEMTIME* time);
 // Stores the current local time with `seconds` added. Returns TRUE.
 BOOL GetLocalTimeWithOffset(SYSTEMTIME* time, int32_t seconds);
 
-// Converts ticks to the Gregorian calendar, each field rounded down; any value gives a result, the largest is
-// in the year 60056. Returns TRUE.
+// Converts ticks to the Gregorian calendar, each field cut to whole units; any value gives a result. The
+// calendar ends in the year 30828: counts of 2^63 and more are negative, and give the first month of 1601
+// with a day and a time of day below 0, modulo 2^16; the all-ones value gives 1601-01-01 00:00:00. Returns
+// TRUE.
 BOOL FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* time);
 
 // Converts ticks in UTC to ticks in local time, by the zone as it is now, not as it was then. Wraps modulo
