@@ -58,8 +58,7 @@ bool closeObject(HandleRecord* record) NIMBOXI_REQUIRES(layerGuard) {
       return closeStream(record);
     case kSemaphoreHandle:
       return sem_destroy(&record->object.semaphore) == 0;
-    default:  // a thread runs on, and one that nobody can wait for any more cleans up after itself
-      if (record->joinable) pthread_detach(record->object.thread);
+    default:  // a thread stays as it is: it runs on, and can be joined by its identity if it ever could
       return true;
   }
 }

@@ -70,22 +70,22 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   HandleRecord* semaphore = findHandle(handle, kSemaphoreHandle);
   HandleRecord* thread = findHandle(handle, kThreadHandle);
   if ((semaphore == nullptr && thread == nullptr) || milliseconds != INFINITE) {
-    SetLastError(ERROR_GEN_FAILURE);
-    return WAIT_FAILED;
+    return fail(ERROR_GEN_FAILURE, WAIT_FAILED);
   }
   // A thread is joined once, and not by itself; asking the system again about a thread that has gone is
   // undefined.
-  bool mayJoin =
+  const bool mayJoin =
       thread != nullptr && thread->joinable && !pthread_equal(thread->object.thread, pthread_self());
   if (mayJoin) thread->joinable = false;
+  // The record is not looked at outside the guard: a thread's handle may be closed meanwhile.
+  sem_t* const place = semaphore == nullptr ? nullptr : &semaphore->object.semaphore;
+  const pthread_t joined = mayJoin ? thread->object.thread : pthread_t{};
   guard.leave();  // the holder of the semaphore needs the layer to release it
-  bool done = semaphore != nullptr ? waitForPlace(&semaphore->object.semaphore)
-                                   : mayJoin && pthread_join(thread->object.thread, nullptr) == 0;
+  const bool done = place != nullptr ? waitForPlace(place) : mayJoin && pthread_join(joined, nullptr) == 0;
   if (done) {
     SetLastError(ERROR_SUCCESS);
     return WAIT_OBJECT_0;
   }
   guard.enter();
-  SetLastError(ERROR_GEN_FAILURE);
-  return WAIT_FAILED;
+  return fail(ERROR_GEN_FAILURE, WAIT_FAILED);
 }

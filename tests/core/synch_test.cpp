@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <thread>
 
 #include "compat/core/handles.h"
 #include "nimboxi/errors.h"
 #include "nimboxi/handles.h"
+#include "tests/support/eventually.h"
 #include "tests/support/locked_layer.h"
 
 namespace nimboxi {
@@ -25,6 +27,7 @@ class Synch : public testing::Test {
   HANDLE semaphore_ = CreateSemaphore(nullptr, 0, 1, nullptr);
 };
 
+// Pins(release-one)
 TEST_F(Synch, AReleaseAddsOnePlaceAndWhatFailsTakesNone) {
   const auto finish = [](void* parameter) { return parameter; };
   HANDLE detached = start(finish, nullptr, 0);
@@ -47,6 +50,28 @@ TEST_F(Synch, AReleaseAddsOnePlaceAndWhatFailsTakesNone) {
   EXPECT_EQ(freePlaces, 3) << "one place a release, whatever it says; a wait that failed takes nothing";
   EXPECT_TRUE(CloseHandle(detached));
   EXPECT_TRUE(CloseHandle(joined));
+}
+
+// A handle may be closed before its thread is waited for, and while it is: the thread stays as it is.
+TEST_F(Synch, AThreadOutlivesItsHandle) {
+  const auto wait = [](void* semaphore) -> void* {
+    EXPECT_EQ(WaitForSingleObject(semaphore, INFINITE), WAIT_OBJECT_0);
+    return semaphore;
+  };
+  uintptr_t left = 0;
+  EXPECT_TRUE(CloseHandle(CreateThread(nullptr, 0, wait, semaphore_, CREATE_JOINABLE_THREAD, &left)));
+  HANDLE waited = start(wait, semaphore_);
+  std::thread waiter([waited] { EXPECT_EQ(WaitForSingleObject(waited, INFINITE), WAIT_OBJECT_0); });
+  EXPECT_TRUE(eventually([waited] {
+    const CallGuard guard;
+    return !static_cast<HandleRecord*>(waited)->joinable;  // the waiter is on its way
+  }));
+  EXPECT_TRUE(CloseHandle(waited));
+  for (int i = 0; i < 2; ++i) EXPECT_TRUE(ReleaseSemaphore(semaphore_, 1, nullptr));
+  waiter.join();
+  void* result = nullptr;
+  EXPECT_EQ(pthread_join(left, &result), 0) << "it can be joined as before";
+  EXPECT_EQ(result, semaphore_);
 }
 
 // Threads that pass one place around: whoever waits inside the guard stops them all. Signals break no wait.

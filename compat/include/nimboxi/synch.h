@@ -30,7 +30,8 @@ BOOL ReleaseSemaphore(HANDLE semaphore, int32_t releaseCount, int32_t* previousC
 //   startRoutine           must not be null, nor let an exception out
 //   creationFlags          CREATE_JOINABLE_THREAD, else the thread is detached and can never be waited for
 //   threadId               receives the POSIX thread identity; may be null
-// Returns the thread's handle, or 0. CloseHandle frees the handle and leaves the thread alone.
+// Returns the thread's handle, or 0. CloseHandle frees the handle and leaves the thread alone, joinable or
+// not; it may do so while the thread is waited for.
 HANDLE CreateThread(void* attributes, size_t stackSize, THREAD_START_ROUTINE startRoutine, void* parameter,
                     DWORD creationFlags, uintptr_t* threadId);
 
