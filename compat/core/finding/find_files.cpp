@@ -20,7 +20,7 @@
 namespace nimboxi {
 namespace {
 
-inline constexpr BYTE kFileCaseMode = 0;  // file systems here tell names apart by their case
+constexpr bool kCaseSensitive = true;  // file systems here tell names apart by their case
 
 // A search handle points to one. A block of the layer; the strings are owned, from the general heap.
 struct SearchRecord {
@@ -61,7 +61,7 @@ bool accepts(const SearchRecord* search, const char* name) {
   // Required(two-character-dot-names): besides "." and ".." this hides every other name of a dot and one
   // character.
   if (name[0] == '.' && std::strlen(name) < 3) return false;
-  return matchesWildcard(search->pattern, name, kFileCaseMode == 0);
+  return matchesWildcard(search->pattern, name, kCaseSensitive);
 }
 
 // The name of the next entry that the search accepts; null at the end. Valid until the next call.

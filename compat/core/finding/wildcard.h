@@ -3,8 +3,7 @@
 
 namespace nimboxi {
 
-// '?' stands for any one character; '*' for any run up to the first occurrence of the character behind it;
-// "*.*" for every name. Names are bytes; without `caseSensitive` they are compared in upper case.
+// As MatchWildcard. Names are bytes, in Windows-1252 where case does not count.
 bool matchesWildcard(const char* pattern, const char* name, bool caseSensitive);
 
 }  // namespace nimboxi

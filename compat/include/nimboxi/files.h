@@ -5,7 +5,8 @@
 
 #include "nimboxi/types.h"
 
-inline constexpr DWORD GENERIC_READ = 0x80000000;  // accepted without effect: every open can be read
+// Accepted without effect: what opens can be read, but for a file made anew without GENERIC_WRITE.
+inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
 inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD FILE_SHARE_WRITE = 2;
@@ -34,24 +35,27 @@ extern "C" {
 
 // Opens or creates the file, or opens the port, called `fileName` (ports: nimboxi/ports.h). A new file gets
 // mode 0666 less the umask; no program that is launched inherits the file.
-//   access       GENERIC_WRITE to write; reading is always possible
+//   access       GENERIC_WRITE to write and read. Without it what exists can be read, and what is made anew
+//   (by
+//                CREATE_NEW, CREATE_ALWAYS, or OPEN_ALWAYS without a file) can be written; a port can do both
 //   disposition  one of the creation dispositions; any other value means OPEN_EXISTING
 //   share, security, flags, templateFile  accepted without effect
-// Returns a handle that the caller closes with CloseHandle, or INVALID_HANDLE_VALUE. Last error: 80 when
-// CREATE_NEW finds the file; 2 for a null name; 31 when a port opens as descriptor 0, or without memory; else
-// mapped from errno.
+// Returns a handle that the caller closes with CloseHandle, or INVALID_HANDLE_VALUE. Last error of a failure:
+// 80 when CREATE_NEW finds the file; 2 for a null name; 31 when a port opens as descriptor 0, or without
+// memory; else mapped from errno. Of a success: 0, or 2 where something was looked for in vain: the file that
+// CREATE_NEW or OPEN_ALWAYS then made, or the layer profile for a port's entry.
 HANDLE CreateFile(const char* fileName, DWORD access, DWORD share, void* security, DWORD disposition,
                   DWORD flags, HANDLE templateFile);
 
-// Reads up to `count` bytes. A short count is success, whether the file ended or the read failed. A serial
-// port that has a read time-out set gives what has arrived, without waiting; any other reads as its terminal
-// is set, and may block.
+// Reads up to `count` bytes. A short count is success, whether the file ended or the read failed. Output that
+// is still buffered is handed over first, as by FlushFileBuffers. A serial port that has a read time-out set
+// gives what has arrived, without waiting; any other reads as its terminal is set, and may block.
 //   bytesRead  receives the number read, 0xFFFFFFFF for a failed read of a serial port; may be null
 // Returns TRUE; FALSE with last error 31 for a bad handle.
 BOOL ReadFile(HANDLE file, void* buffer, DWORD count, DWORD* bytesRead);
 
 // Writes `count` bytes. Output to a file is buffered: a full disk may show in a later call only, or when the
-// handle is closed.
+// handle is closed, or never (FlushFileBuffers).
 //   bytesWritten  receives the number written, also after a failure; may be null
 // Returns TRUE when all were written. Last error: 31 for a bad handle, 29 for a short write.
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD count, DWORD* bytesWritten);
@@ -67,7 +71,7 @@ BOOL SetFilePointerEx(HANDLE file, int64_t distance, int64_t* newPosition, DWORD
 // SetFilePointerEx.
 DWORD SetFilePointer(HANDLE file, int32_t distance, int32_t* distanceHigh, DWORD method);
 
-// Stores the size of an open file in bytes; the position stays where it was.
+// Stores the size of an open file in bytes; `size` may be null, and the position stays where it was.
 // Returns TRUE on success. Last error: 0; 6 for a bad handle; else mapped from errno.
 BOOL GetFileSizeEx(HANDLE file, int64_t* size);
 
@@ -79,8 +83,8 @@ DWORD GetFileSize(HANDLE file, DWORD* sizeHigh);
 // handle; else mapped from errno.
 BOOL SetEndOfFile(HANDLE file);
 
-// Hands buffered output to the system, not to the disk. TRUE whatever came of it; FALSE with last error 31
-// for a bad handle.
+// Hands buffered output to the system, not to the disk. TRUE whatever came of it: what a full disk does not
+// take is lost, and closing the handle succeeds then. FALSE with last error 31 for a bad handle.
 BOOL FlushFileBuffers(HANDLE file);
 
 // Lock for writing, or unlock, a byte range against other processes, without waiting. A length of 0 reaches
@@ -92,8 +96,9 @@ BOOL UnlockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow,
 // Copies a file. Of its attributes the copy gets FILE_ATTRIBUTE_READONLY or not, as SetFileAttributes sets
 // it: it is read-only, or writable, for everybody. A copy that fails half-way leaves what it has written.
 //   failIfExists  TRUE: an existing `newName` is left alone, last error 80
-// Returns TRUE on success. Last error: 30 for a short read, 29 for a short write, 31 when both names
-// stand for one file, which is left alone; else as CreateFile's.
+// Returns TRUE on success, last error 0 (what became of the attributes counts for it alone). Last error of a
+// failure: 30 for a short read, 29 for a short write, 31 when both names stand for one file, which is left
+// alone; else as CreateFile's.
 BOOL CopyFile(const char* existingName, const char* newName, BOOL failIfExists);
 
 // The attributes of what stands at `path`: 16 or 17 for a directory, 32 or 33 for anything else, odd when its

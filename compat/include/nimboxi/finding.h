@@ -23,13 +23,15 @@ extern "C" {
 // Starts a search. The last component of `pattern` may hold '*' and '?'. The path of an existing directory
 // lists that directory, "." and ".." included, each entry with the directory's own attributes and times.
 // Otherwise names of one or two characters that begin with '.' are never found.
-// Returns a search handle that the caller ends with FindClose, and the first entry in `data`; or
-// INVALID_HANDLE_VALUE with last error 2 when nothing is found or an argument is null, 8 without memory.
+// Returns a search handle that the caller ends with FindClose, and the first entry in `data` as FindNextFile
+// gives it; or INVALID_HANDLE_VALUE with last error 2 when nothing is found or an argument is null, 8 without
+// memory.
 HANDLE FindFirstFile(const char* pattern, FindData* data);
 
 // Gets the next entry. An entry that cannot be looked at (a link to nothing) has attributes 0 and what `data`
-// held before as sizes and times; the last error is 31 then, and the result TRUE.
-// FALSE at the end with last error 0; FALSE with last error 2 for a handle of 0 or -1 or a null `data`.
+// held before as sizes and times; the last error is 31 then, else 0, and the result TRUE. Without memory for
+// its path an entry has its name alone. FALSE at the end with last error 0; FALSE with last error 2 for a
+// handle of 0 or -1 or a null `data`.
 BOOL FindNextFile(HANDLE search, FindData* data);
 
 // Ends a search and frees its handle, which must not be used again. TRUE; FALSE with last error 31 for a
@@ -40,7 +42,10 @@ BOOL FindClose(HANDLE search);
 // else FALSE with the last error of FindFirstFile.
 BOOL FileExists(const char* fileName);
 
-// Whether `name` matches `pattern`: '?' is any one character, '*' any run up to the first occurrence of the
-// character behind it (no second try), and "*.*" every name. FALSE for a null argument.
+// Whether `name` matches `pattern`, to its end. '?' stands for any one character. A run of '*' stands for
+// what comes before the first occurrence of the character behind it, a '?' as itself, and for nothing else:
+// "*a" does not match "banana". At the end of the pattern it stands for all that is left, or nothing. "*.*"
+// matches every name. Without `caseSensitive` characters are compared in upper case. FALSE for a null
+// argument; last error 0.
 BOOL MatchWildcard(const char* pattern, const char* name, BOOL caseSensitive);
 }

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "compat/core/call_guard.h"
-#include "nimboxi/errors.h"
+#include "compat/core/errors/fail.h"
 
 namespace nimboxi {
 namespace {
@@ -45,11 +45,6 @@ void* finishBlock(void* allocation, std::int32_t size) {
   return data;
 }
 
-void* failWithoutMemory() {
-  SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-  return nullptr;
-}
-
 DWORD modeWord NIMBOXI_GUARDED_BY(layerGuard) = 0;
 
 }  // namespace
@@ -59,23 +54,23 @@ using namespace nimboxi;
 
 void* AllocBlock(DWORD flags, int32_t size) {
   SetLastError(ERROR_SUCCESS);
-  if (size < 0) return failWithoutMemory();
+  if (size < 0) return fail<void*>(ERROR_NOT_ENOUGH_MEMORY);
   const bool zeroed = (flags & BLOCK_ZEROED) != 0;
   void* allocation = zeroed ? std::calloc(1, allocationSize(size)) : std::malloc(allocationSize(size));
-  return allocation == nullptr ? failWithoutMemory() : finishBlock(allocation, size);
+  return allocation == nullptr ? fail<void*>(ERROR_NOT_ENOUGH_MEMORY) : finishBlock(allocation, size);
 }
 
 void* ReAllocBlock(void* data, int32_t newSize, DWORD flags) {
   if (data == nullptr) return AllocBlock(flags, newSize);
   SetLastError(ERROR_SUCCESS);
-  if (newSize < 0) return failWithoutMemory();
+  if (newSize < 0) return fail<void*>(ERROR_NOT_ENOUGH_MEMORY);
   auto* bytes = static_cast<unsigned char*>(data);
   const std::int32_t oldSize = BlockSize(data);
   writeGuards(bytes, kFreedGuard, kFreedGuard);
   void* allocation = std::realloc(bytes - kDataOffset, allocationSize(newSize));
   if (allocation == nullptr) {
     writeGuards(bytes, kHeadGuard, kTailGuard);
-    return failWithoutMemory();
+    return fail<void*>(ERROR_NOT_ENOUGH_MEMORY);
   }
   auto* moved = static_cast<unsigned char*>(finishBlock(allocation, newSize));
   if ((flags & BLOCK_ZEROED) != 0) ZeroMemory(moved + oldSize, newSize - oldSize);

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <new>
 
+#include "compat/core/errors/fail.h"
 #include "compat/services/layer/layer_settings.h"
 #include "compat/services/profile/profile_path.h"
-#include "nimboxi/errors.h"
 
 namespace nimboxi {
 namespace {
@@ -48,8 +48,7 @@ ModuleRecord* FindModuleByName(std::string_view name) NIMBOXI_REQUIRES(layerGuar
 
 HMODULE failLoading(const char* text) {
   SetLastErrorText(text);
-  SetLastError(ERROR_GEN_FAILURE);
-  return nullptr;
+  return fail<HMODULE>(ERROR_GEN_FAILURE);
 }
 
 HMODULE openLibrary(const std::string& fileName) NIMBOXI_REQUIRES(layerGuard) {

@@ -1,7 +1,7 @@
-// Splitting and building path names.
+// Splitting and building path names, and the calls that do.
 #include "compat/core/files/path_names.h"
 
-#include <gtest/gtest.h>
+#include "tests/core/files/files_fixture.h"
 
 namespace nimboxi {
 namespace {
@@ -22,7 +22,7 @@ TEST(PathNames, APathIsSplit) {
   }
 }
 
-// ".." leads back to the root.
+// Pins(parent-is-root): ".." leads back to the root.
 TEST(PathNames, AFullPathIsBuilt) {
   const std::string longest = "/" + std::string(4094, 'x');
   const Texts cases[] = {
@@ -38,15 +38,11 @@ TEST(PathNames, AFullPathIsBuilt) {
   }
 }
 
+// Pins(file-part-backslash)
 TEST(PathNames, TheFilePartIsBehindABackslashOrTheFourthCharacter) {
   const std::pair<const char*, std::size_t> cases[] = {
       {"/tmp/x", 3}, {"/a/b\\c\\d", 7}, {"/ab\\c", 4}, {"/a\\bc", 3}, {"/abcd\\", 6}, {"/ab", 3}, {"/", 1}};
   for (const auto& [path, offset] : cases) EXPECT_EQ(filePartOffset(path), offset) << path;
-}
-
-TEST(PathNames, OnlyAWritableDirectoryCountsInAMove) {
-  EXPECT_TRUE(movesInto(32, 16) && movesInto(17, 16)) << "a read-only directory goes in";
-  EXPECT_FALSE(movesInto(16, 16) || movesInto(32, 17)) << "and takes nothing in";
 }
 
 TEST(PathNames, TemporaryNamesAreTriedOnceEach) {
@@ -55,6 +51,27 @@ TEST(PathNames, TemporaryNamesAreTriedOnceEach) {
   EXPECT_STREQ(path, "dir/p00ab.tmp");
   EXPECT_EQ(firstFreeNumber(65535, [](WORD number) { return number != 2; }), 2);
   EXPECT_EQ(firstFreeNumber(7, [](WORD) { return true; }), std::nullopt);
+}
+
+// Pins(extension-with-name)
+TEST_F(Files, ASplitCutsToItsBuffers) {
+  std::vector<char> name(MAX_PATH_BYTES, '#'), extension(MAX_PATH_BYTES, '#');
+  SplitPath("x/y.z", nullptr, nullptr, nullptr, extension.data());
+  EXPECT_STREQ(extension.data(), "") << "it comes with the name alone";
+  SplitPath((std::string(5000, 'y') + ".z").c_str(), nullptr, nullptr, name.data(), extension.data());
+  EXPECT_EQ(std::string(name.data()) + extension.data(), std::string(4095, 'y') + ".z");
+  EXPECT_EQ(GetLastError(), kMark);
+}
+
+TEST_F(Files, AFullPathIsCutToItsBuffer) {
+  for (DWORD size : {1U, 5U, length_ + 2, length_ + 3}) {
+    std::vector<char> buffer(size, '#');
+    char* filePart;
+    EXPECT_EQ(GetFullPathName("./x", size, buffer.data(), &filePart), length_ + 2);
+    EXPECT_EQ(filePart, buffer.data() + std::min(size - 1, 3U));
+    EXPECT_EQ(std::string(buffer.data()), (folder_.path() + "/x").substr(0, size - 1));
+  }
+  EXPECT_EQ(failure(GetFullPathName(nullptr, 0, nullptr, nullptr) != 0), ERROR_FILE_NOT_FOUND);
 }
 
 }  // namespace

@@ -36,6 +36,7 @@ class FindFiles : public testing::Test {
   FindData data_{};
 };
 
+// Pins(first-occurrence), Pins(star-dot-star)
 // Behind a star only the first occurrence of the next character is tried, a question mark as itself.
 TEST_F(FindFiles, WildcardsMatch) {
   const std::tuple<const char*, const char*, BOOL, BOOL> cases[] = {
@@ -49,7 +50,7 @@ TEST_F(FindFiles, WildcardsMatch) {
   }
 }
 
-// A name of a dot and one character is hidden; the root keeps its slash.
+// Pins(two-character-dot-names): a name of a dot and one character is hidden. The root keeps its slash.
 TEST_F(FindFiles, APatternFindsWhatItMatches) {
   for (const char* name : {"a.txt", "B.TXT", "c.ini", ".x", ".hidden"}) layer_.folder().write(name, "");
   std::filesystem::create_directory("sub");
@@ -66,6 +67,7 @@ TEST_F(FindFiles, APatternFindsWhatItMatches) {
   }
 }
 
+// Pins(directory-lists-itself), Pins(unsigned-file-time)
 TEST_F(FindFiles, ADirectoryListsItsEntriesWithItsOwnData) {
   std::filesystem::create_directory("sub");
   layer_.folder().write("sub/big", std::string(1000, 'x'));
@@ -99,6 +101,13 @@ TEST_F(FindFiles, OddNamesAndAFolderThatChangesGiveAnAnswer) {
   std::filesystem::remove_all(layer_.folder().path());
   while (FindNextFile(search, &data_)) EXPECT_EQ(data_.attributes, 0U) << data_.fileName;
   EXPECT_TRUE(FindClose(search));
+  const auto expectFailure = [](bool failed, int32_t lastError) {
+    EXPECT_TRUE(failed && GetLastError() == lastError);
+  };
+  expectFailure(FindFirstFile(nullptr, &data_) == INVALID_HANDLE_VALUE, ERROR_FILE_NOT_FOUND);
+  expectFailure(!FindNextFile(INVALID_HANDLE_VALUE, &data_), ERROR_FILE_NOT_FOUND);
+  expectFailure(!FindClose(nullptr), ERROR_GEN_FAILURE);
+  expectFailure(!FileExists("missing/x"), ERROR_FILE_NOT_FOUND);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ namespace {
 
 constexpr DWORD kEnabled = DCB_DTR_CONTROL_ENABLE | DCB_RTS_CONTROL_ENABLE;
 
+// Pins(two-stops-at-110), Pins(keyword-values-dropped), Pins(parity-ninth-character)
 TEST(CommMode, GivesALine) {
   const std::tuple<const char*, DWORD, DWORD, BYTE, BYTE, BYTE> cases[] = {
       {"110,n,8,1", 110, kEnabled, 8, NOPARITY, TWOSTOPBITS},

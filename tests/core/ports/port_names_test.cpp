@@ -9,6 +9,7 @@
 namespace nimboxi {
 namespace {
 
+// Pins(one-digit-port)
 TEST(Ports, ANameGivesDeviceAndLineType) {
   LockedLayer layer;
   layer.setPorts("COM3=/dev/a,some Modem on rs232\nCOM3:=/dev/b\nCOM8X=/dev/d,RS423\n");

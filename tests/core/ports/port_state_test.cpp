@@ -88,6 +88,18 @@ TEST_F(PortState, AFailureLeavesTheTerminalAsItWas) {
   EXPECT_EQ(GetLastError(), ERROR_WRITE_FAULT);
 }
 
+// Pins(port-read-failure)
+TEST_F(PortState, AFailedReadShowsInItsCountAlone) {
+  layer_.setPorts("COM6=/proc/self/mem,rs232\nDelay=-1\n");  // its first byte cannot be read
+  open("COM6");
+  char byte;
+  DWORD count = 9;
+  SetLastError(ERROR_WRITE_FAULT);
+  EXPECT_TRUE(ReadFile(port_, &byte, 1, &count));
+  EXPECT_EQ(count, 0xFFFFFFFF);
+  EXPECT_EQ(GetLastError(), 0);
+}
+
 TEST_F(PortState, AParallelPortHasNoLine) {
   open("LPT1");
   DCB dcb = lineOf("9600,n,8,1"), read{};
