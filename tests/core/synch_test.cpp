@@ -1,55 +1,44 @@
 // Semaphores, threads and waits through their handles.
 #include "nimboxi/synch.h"
 
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <thread>
 
 #include "compat/core/handles.h"
-#include "nimboxi/errors.h"
-#include "nimboxi/handles.h"
+#include "tests/core/core_test.h"
 #include "tests/support/eventually.h"
-#include "tests/support/locked_layer.h"
 
-namespace nimboxi {
-namespace {
+using namespace nimboxi;
 
-class Synch : public testing::Test {
+class Synch : public CoreTest {
  protected:
   ~Synch() override { EXPECT_TRUE(CloseHandle(semaphore_)); }
 
   static HANDLE start(THREAD_START_ROUTINE routine, void* parameter, DWORD flags = CREATE_JOINABLE_THREAD) {
     return CreateThread(nullptr, 0, routine, parameter, flags, nullptr);
   }
+  static HandleRecord* recordOf(HANDLE handle) { return static_cast<HandleRecord*>(handle); }
 
-  LockedLayer layer_;
   HANDLE semaphore_ = CreateSemaphore(nullptr, 0, 1, nullptr);
 };
 
 // Pins(release-one)
 TEST_F(Synch, AReleaseAddsOnePlaceAndWhatFailsTakesNone) {
   const auto finish = [](void* parameter) { return parameter; };
-  HANDLE detached = start(finish, nullptr, 0);
-  HANDLE joined = start(finish, nullptr);
+  HANDLE detached = start(finish, nullptr, 0), joined = start(finish, nullptr);
   EXPECT_EQ(WaitForSingleObject(joined, INFINITE), WAIT_OBJECT_0);
   for (int32_t count : {1, 5, -1}) EXPECT_TRUE(ReleaseSemaphore(semaphore_, count, nullptr));
-  const auto expectFailure = [](bool failed) {
-    EXPECT_TRUE(failed && GetLastError() == ERROR_GEN_FAILURE && guardDepth() == 0);
-    SetLastError(0);
-  };
-  expectFailure(CreateSemaphore(nullptr, 1, 1, "pool") == nullptr);
-  expectFailure(start(nullptr, nullptr) == nullptr);
-  expectFailure(WaitForSingleObject(semaphore_, 1000) == WAIT_FAILED);
-  expectFailure(WaitForSingleObject(INVALID_HANDLE_VALUE, INFINITE) == WAIT_FAILED);
-  expectFailure(WaitForSingleObject(joined, INFINITE) == WAIT_FAILED);
-  expectFailure(WaitForSingleObject(detached, INFINITE) == WAIT_FAILED);
-  expectFailure(!ReleaseSemaphore(joined, 1, nullptr));
+  EXPECT_EQ(failure(CreateSemaphore(nullptr, 1, 1, "pool") != nullptr), ERROR_GEN_FAILURE);
+  EXPECT_EQ(failure(start(nullptr, nullptr) != nullptr), ERROR_GEN_FAILURE);
+  EXPECT_EQ(failure(ReleaseSemaphore(joined, 1, nullptr)), ERROR_GEN_FAILURE);
+  EXPECT_EQ(failure(WaitForSingleObject(semaphore_, 1000) != WAIT_FAILED), ERROR_GEN_FAILURE);
+  for (HANDLE handle : {INVALID_HANDLE_VALUE, joined, detached})
+    EXPECT_EQ(failure(WaitForSingleObject(handle, INFINITE) != WAIT_FAILED), ERROR_GEN_FAILURE);
+  EXPECT_EQ(guardDepth(), 0U);
   int freePlaces = -1;
-  sem_getvalue(&static_cast<HandleRecord*>(semaphore_)->object.semaphore, &freePlaces);
+  sem_getvalue(&recordOf(semaphore_)->object.semaphore, &freePlaces);
   EXPECT_EQ(freePlaces, 3) << "one place a release, whatever it says; a wait that failed takes nothing";
-  EXPECT_TRUE(CloseHandle(detached));
-  EXPECT_TRUE(CloseHandle(joined));
+  EXPECT_TRUE(CloseHandle(detached) && CloseHandle(joined));
 }
 
 // A handle may be closed before its thread is waited for, and while it is: the thread stays as it is.
@@ -64,7 +53,7 @@ TEST_F(Synch, AThreadOutlivesItsHandle) {
   std::thread waiter([waited] { EXPECT_EQ(WaitForSingleObject(waited, INFINITE), WAIT_OBJECT_0); });
   EXPECT_TRUE(eventually([waited] {
     const CallGuard guard;
-    return !static_cast<HandleRecord*>(waited)->joinable;  // the waiter is on its way
+    return !recordOf(waited)->joinable;  // the waiter is on its way
   }));
   EXPECT_TRUE(CloseHandle(waited));
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(ReleaseSemaphore(semaphore_, 1, nullptr));
@@ -91,16 +80,11 @@ TEST_F(Synch, AWaitLetsOthersIntoTheLayer) {
   action.sa_handler = [](int) {};
   sigaction(SIGUSR1, &action, nullptr);
   for (int i = 0; i < 1000; ++i) {
-    pthread_kill(static_cast<HandleRecord*>(threads[i % 4])->object.thread, SIGUSR1);
+    pthread_kill(recordOf(threads[i % 4])->object.thread, SIGUSR1);
     YieldThread();
   }
   ReleaseSemaphore(semaphore_, 1, nullptr);
-  for (HANDLE thread : threads) {
-    EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
-    EXPECT_TRUE(CloseHandle(thread));
-  }
+  for (HANDLE thread : threads)
+    EXPECT_TRUE(WaitForSingleObject(thread, INFINITE) == WAIT_OBJECT_0 && CloseHandle(thread));
   EXPECT_EQ(count, 2000);
 }
-
-}  // namespace
-}  // namespace nimboxi

@@ -3,11 +3,11 @@
 #include <sys/vfs.h>
 
 #include "nimboxi/finding.h"
-#include "tests/core/files/files_fixture.h"
+#include "tests/core/core_test.h"
 
-namespace {
+using ByName = CoreTest;
 
-TEST_F(Files, TheWorkingDirectoryIsTheSystems) {
+TEST_F(ByName, TheWorkingDirectoryIsTheSystems) {
   EXPECT_EQ(fill(length_ + 1, GetCurrentDirectory), Filled(length_, folder_.path()));
   EXPECT_EQ(fill(length_, GetCurrentDirectory), Filled(length_ + 1, "#"));
   EXPECT_TRUE(CreateDirectory("sub", nullptr) && SetCurrentDirectory("sub") && RemoveDirectory("../sub"));
@@ -16,7 +16,7 @@ TEST_F(Files, TheWorkingDirectoryIsTheSystems) {
 }
 
 // Pins(delete-takes-directories)
-TEST_F(Files, DirectoriesAndFilesComeAndGo) {
+TEST_F(ByName, DirectoriesAndFilesComeAndGo) {
   EXPECT_TRUE(CreateDirectory("sub", nullptr));
   EXPECT_EQ(failure(CreateDirectory("sub", nullptr)), ERROR_FILE_EXISTS);
   folder_.write("sub/file", "");
@@ -27,7 +27,7 @@ TEST_F(Files, DirectoriesAndFilesComeAndGo) {
     EXPECT_EQ(failure(call(nullptr)), ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(Files, AttributesAreThePermissionsOfEverybody) {
+TEST_F(ByName, AttributesAreThePermissionsOfEverybody) {
   folder_.write("f", "");
   ASSERT_EQ(chmod("f", 0750), 0);
   struct stat status;
@@ -43,7 +43,7 @@ TEST_F(Files, AttributesAreThePermissionsOfEverybody) {
 }
 
 // Pins(move-into-writable), Pins(move-drops-drive)
-TEST_F(Files, AMoveOntoAWritableDirectoryGoesIntoIt) {
+TEST_F(ByName, AMoveOntoAWritableDirectoryGoesIntoIt) {
   for (const char* name : {"a", "d", "locked"}) std::filesystem::create_directory(name);
   ASSERT_EQ(chmod("locked", 0555), 0);
   folder_.write("x:b.txt", "");
@@ -56,7 +56,7 @@ TEST_F(Files, AMoveOntoAWritableDirectoryGoesIntoIt) {
 }
 
 // Pins(disk-blocks-1024), Pins(disk-space-false)
-TEST_F(Files, TheDiskCountsItsOwnBlocksAndTheAnswerIsFalse) {
+TEST_F(ByName, TheDiskCountsItsOwnBlocksAndTheAnswerIsFalse) {
   DWORD sectors = 9, bytes = 9, unused = 9, total = 9;
   struct statfs status;
   EXPECT_TRUE(statfs(".", &status) == 0 && !GetDiskFreeSpace(".", &sectors, &bytes, &unused, &total));
@@ -66,23 +66,20 @@ TEST_F(Files, TheDiskCountsItsOwnBlocksAndTheAnswerIsFalse) {
 }
 
 // Pins(temp-path-backslash)
-TEST_F(Files, TheFolderForTemporaryFilesEndsInABackslash) {
-  const std::tuple<const char*, const char*, DWORD, Filled> cases[] = {
-      {"/tmp", "/t", 6, {5, "/tmp\\"}},
-      {"/tmp", "/t", 5, {4, "/tmp"}},
-      {"/tmp", "/t", 4, {5, "#"}},
-      {"", "/t\\", 99, {3, "/t\\"}},
-      {"", "", MAX_PATH_BYTES, {length_ + 1, folder_.path() + "\\"}},
+TEST_F(ByName, TheFolderForTemporaryFilesEndsInABackslash) {
+  const auto tempPath = [](const char* tmp, const char* temp, DWORD size) {
+    EXPECT_EQ(setenv("TMP", tmp, 1) + setenv("TEMP", temp, 1), 0);
+    return fill(size, GetTempPath);
   };
-  for (const auto& [tmp, temp, size, filled] : cases) {
-    setenv("TMP", tmp, 1);
-    setenv("TEMP", temp, 1);
-    EXPECT_EQ(fill(size, GetTempPath), filled) << tmp << ", " << temp << ", " << size;
-  }
+  EXPECT_EQ(tempPath("/tmp", "/t", 6), Filled(5, "/tmp\\"));
+  EXPECT_EQ(tempPath("/tmp", "/t", 5), Filled(4, "/tmp"));
+  EXPECT_EQ(tempPath("/tmp", "/t", 4), Filled(5, "#"));
+  EXPECT_EQ(tempPath("", "/t\\", 99), Filled(3, "/t\\"));
+  EXPECT_EQ(tempPath("", "", MAX_PATH_BYTES), Filled(length_ + 1, folder_.path() + "\\"));
   EXPECT_EQ(unsetenv("TMP") + unsetenv("TEMP"), 0);
 }
 
-TEST_F(Files, ATemporaryNameIsFree) {
+TEST_F(ByName, ATemporaryNameIsFree) {
   char buffer[MAX_PATH_BYTES];
   for (int i = 0; i < 50; ++i) {  // many in one tick
     const DWORD number = GetTempFileName(strcpy(buffer, "."), "wexec", 9, buffer);
@@ -94,5 +91,3 @@ TEST_F(Files, ATemporaryNameIsFree) {
   EXPECT_EQ(failure(GetTempFileName(".", std::string(4086, 'x').c_str(), 0, buffer) != 0), 154);
   EXPECT_STREQ(buffer, "") << "too long by one";
 }
-
-}  // namespace

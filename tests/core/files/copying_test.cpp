@@ -1,11 +1,11 @@
 // Copies of whole files, those that fail among them.
 #include <sys/stat.h>
 
-#include "tests/core/files/files_fixture.h"
+#include "tests/core/core_test.h"
 
-namespace {
+using Copying = CoreTest;
 
-TEST_F(Files, ACopyIsCompleteAndKeepsTheAttributes) {
+TEST_F(Copying, ACopyIsCompleteAndKeepsTheAttributes) {
   for (std::size_t size : {0U, 65535U, 65536U, 65537U}) {
     folder_.write("from", std::string(size, 'x'));
     folder_.write("to", "longer or shorter than what is copied over it");
@@ -17,20 +17,23 @@ TEST_F(Files, ACopyIsCompleteAndKeepsTheAttributes) {
   EXPECT_EQ(GetFileAttributes("copy"), 33U) << "read-only";
 }
 
-TEST_F(Files, ACopyThatFailsSaysWhyAndLosesNothing) {
+TEST_F(Copying, ACopyThatFailsSaysWhyAndLosesNothing) {
   folder_.write("from", "source");
   folder_.write("to", "target");
   std::filesystem::create_symlink("from", "link");
   std::filesystem::create_hard_link("from", "hard");
   layer_.setPorts("COM3=/proc/self/mem,rs232\nDelay=-1\n");  // opens, and fails to read its first byte
-  const std::tuple<const char*, const char*, BOOL, int32_t> cases[] = {
-      {"from", "to", TRUE, ERROR_FILE_EXISTS},
-      {"missing", "to", FALSE, ERROR_FILE_NOT_FOUND},
-      {"from", "no/folder", FALSE, ERROR_FILE_NOT_FOUND},
-      {"COM3", "new", FALSE, ERROR_READ_FAULT},
-      {"from", "link", FALSE, ERROR_GEN_FAILURE},
-      {"hard", "from", FALSE, ERROR_GEN_FAILURE},
-      {"from", "/dev/full", FALSE, ERROR_WRITE_FAULT}};
+  const struct {
+    const char *existingName, *newName;
+    BOOL failIfExists;
+    int32_t lastError;
+  } cases[] = {{"from", "to", TRUE, ERROR_FILE_EXISTS},
+               {"missing", "to", FALSE, ERROR_FILE_NOT_FOUND},
+               {"from", "no/folder", FALSE, ERROR_FILE_NOT_FOUND},
+               {"COM3", "new", FALSE, ERROR_READ_FAULT},
+               {"from", "link", FALSE, ERROR_GEN_FAILURE},
+               {"hard", "from", FALSE, ERROR_GEN_FAILURE},
+               {"from", "/dev/full", FALSE, ERROR_WRITE_FAULT}};
   for (const auto& [existingName, newName, failIfExists, lastError] : cases) {
     SCOPED_TRACE(newName);
     EXPECT_EQ(failure(CopyFile(existingName, newName, failIfExists)), lastError);
@@ -38,5 +41,3 @@ TEST_F(Files, ACopyThatFailsSaysWhyAndLosesNothing) {
     EXPECT_EQ(folder_.read("to"), "target");
   }
 }
-
-}  // namespace

@@ -1,12 +1,11 @@
 // Splitting and building path names, and the calls that do.
 #include "compat/core/files/path_names.h"
 
-#include "tests/core/files/files_fixture.h"
+#include "tests/core/core_test.h"
 
-namespace nimboxi {
-namespace {
-
+using namespace nimboxi;
 using Texts = std::vector<std::string>;
+using PathNameCalls = CoreTest;
 
 // A drive reaches to its colon even into the name; an extension may begin before the name.
 TEST(PathNames, APathIsSplit) {
@@ -54,7 +53,7 @@ TEST(PathNames, TemporaryNamesAreTriedOnceEach) {
 }
 
 // Pins(extension-with-name)
-TEST_F(Files, ASplitCutsToItsBuffers) {
+TEST_F(PathNameCalls, ASplitCutsToItsBuffers) {
   std::vector<char> name(MAX_PATH_BYTES, '#'), extension(MAX_PATH_BYTES, '#');
   SplitPath("x/y.z", nullptr, nullptr, nullptr, extension.data());
   EXPECT_STREQ(extension.data(), "") << "it comes with the name alone";
@@ -63,7 +62,7 @@ TEST_F(Files, ASplitCutsToItsBuffers) {
   EXPECT_EQ(GetLastError(), kMark);
 }
 
-TEST_F(Files, AFullPathIsCutToItsBuffer) {
+TEST_F(PathNameCalls, AFullPathIsCutToItsBuffer) {
   for (DWORD size : {1U, 5U, length_ + 2, length_ + 3}) {
     std::vector<char> buffer(size, '#');
     char* filePart;
@@ -73,6 +72,3 @@ TEST_F(Files, AFullPathIsCutToItsBuffer) {
   }
   EXPECT_EQ(failure(GetFullPathName(nullptr, 0, nullptr, nullptr) != 0), ERROR_FILE_NOT_FOUND);
 }
-
-}  // namespace
-}  // namespace nimboxi

@@ -1,12 +1,12 @@
 // Reading, writing, positions and locks of files behind handles.
 #include <fcntl.h>
 
-#include "tests/core/files/files_fixture.h"
+#include "tests/core/core_test.h"
 #include "tests/support/test_client.h"
 
-namespace {
+using Streams = CoreTest;
 
-TEST_F(Files, BadHandlesAreReportedTwoWays) {
+TEST_F(Streams, BadHandlesAreReportedTwoWays) {
   for (HANDLE handle : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
     EXPECT_EQ(failure(ReadFile(handle, nullptr, 0, nullptr)), 31);
     EXPECT_EQ(failure(LockFile(handle, 0, 0, 1, 0)), 31);
@@ -18,7 +18,7 @@ TEST_F(Files, BadHandlesAreReportedTwoWays) {
   }
 }
 
-TEST_F(Files, ReadsWritesAndSeeksMayAlternate) {
+TEST_F(Streams, ReadsWritesAndSeeksMayAlternate) {
   HANDLE file = open(folder_.write("file", "abcdefgh").c_str());
   EXPECT_EQ(read(file, 2), "ab");
   EXPECT_TRUE(write(file, "XY"));
@@ -35,7 +35,7 @@ TEST_F(Files, ReadsWritesAndSeeksMayAlternate) {
 }
 
 // What a flush, or a read, could not write is lost, and the close does not tell of it any more.
-TEST_F(Files, AFlushHidesAFullDisk) {
+TEST_F(Streams, AFlushHidesAFullDisk) {
   HANDLE file = open("/dev/full");
   EXPECT_TRUE(write(file, "lost") && FlushFileBuffers(file));
   EXPECT_EQ(GetLastError(), 0);
@@ -43,7 +43,7 @@ TEST_F(Files, AFlushHidesAFullDisk) {
 }
 
 // Pins(range-lock-announces)
-TEST_F(Files, ALockThatAnotherHoldsIsNotReported) {
+TEST_F(Streams, ALockThatAnotherHoldsIsNotReported) {
   HANDLE file = open(folder_.write("file", "").c_str());
   const Descriptor other(::open("file", O_RDWR | O_CLOEXEC));
   EXPECT_TRUE(LockFile(file, 2, 0, 3, 0));
@@ -57,5 +57,3 @@ TEST_F(Files, ALockThatAnotherHoldsIsNotReported) {
   EXPECT_EQ(failure(UnlockFile(file, 0, 0, 1, 1)), ERROR_GEN_FAILURE);
   EXPECT_TRUE(CloseHandle(file));
 }
-
-}  // namespace

@@ -5,16 +5,18 @@
 
 #include <cstring>
 #include <string>
-#include <tuple>
 
-namespace nimboxi {
-namespace {
+using namespace nimboxi;
 
 constexpr DWORD kEnabled = DCB_DTR_CONTROL_ENABLE | DCB_RTS_CONTROL_ENABLE;
 
 // Pins(two-stops-at-110), Pins(keyword-values-dropped), Pins(parity-ninth-character)
 TEST(CommMode, GivesALine) {
-  const std::tuple<const char*, DWORD, DWORD, BYTE, BYTE, BYTE> cases[] = {
+  const struct {
+    const char* mode;
+    DWORD baudRate, flags;
+    BYTE byteSize, parity, stopBits;
+  } cases[] = {
       {"110,n,8,1", 110, kEnabled, 8, NOPARITY, TWOSTOPBITS},
       {"COM1:9600,n,8,1", 9600, kEnabled, 8, NOPARITY, ONESTOPBIT},
       {"comX: 14400 E , 7  2,x", 14400, DCB_PARITY | 0x300 | kEnabled, 7, EVENPARITY, TWOSTOPBITS},
@@ -50,6 +52,3 @@ TEST(CommMode, SaysWhatIsWrong) {
   const std::string lengths[] = {"", "1,n,", "9600,n,8,1" + std::string(41, ' '), std::string(100'000, ',')};
   for (const std::string& mode : lengths) EXPECT_EQ(errorOf(mode), 31) << mode.size();
 }
-
-}  // namespace
-}  // namespace nimboxi

@@ -6,14 +6,19 @@
 #include "nimboxi/ports.h"
 #include "tests/support/locked_layer.h"
 
-namespace nimboxi {
-namespace {
+using namespace nimboxi;
 
 // Pins(one-digit-port)
 TEST(Ports, ANameGivesDeviceAndLineType) {
   LockedLayer layer;
   layer.setPorts("COM3=/dev/a,some Modem on rs232\nCOM3:=/dev/b\nCOM8X=/dev/d,RS423\n");
-  const std::tuple<const char*, std::string, int32_t, DWORD, const char*> cases[] = {
+  const struct {
+    const char* label;
+    std::string name;
+    int32_t size;
+    DWORD deviceType;
+    const char* device;
+  } cases[] = {
       {"default", "COM9:", 32, DEVICE_RS232, "/dev/ttyS8"},
       {"one digit counts", "COM12", 32, DEVICE_RS232, "/dev/ttyS0"},
       {"EPT: anywhere", "COMEPT:", 32, DEVICE_RS232, "/dev/ttyS0"},
@@ -31,6 +36,3 @@ TEST(Ports, ANameGivesDeviceAndLineType) {
     EXPECT_STREQ(path, device) << label;
   }
 }
-
-}  // namespace
-}  // namespace nimboxi

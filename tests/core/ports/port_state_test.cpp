@@ -1,46 +1,39 @@
 // The calls on a port's line, on terminals that are real to the system. A pseudo-terminal always has eight
 // data bits and no parity; it keeps all else.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "nimboxi/errors.h"
-#include "nimboxi/files.h"
-#include "nimboxi/handles.h"
 #include "nimboxi/ports.h"
+#include "tests/core/core_test.h"
 #include "tests/support/eventually.h"
-#include "tests/support/locked_layer.h"
 #include "tests/support/pseudo_terminal.h"
 
-namespace {
-
-class PortState : public testing::Test {
+class PortState : public CoreTest {
  protected:
   PortState() {
     layer_.setPorts("COM5=" + terminal_.path() + ",rs422\nLPT1=" + terminal_.path() +
-                    ",parallelport\nDelay=-1\n");
+                    ",parallelport\nCOM6=/proc/self/mem,rs232\nDelay=-1\n");
     cooked_.c_iflag |= ICRNL | IXON;
     cooked_.c_lflag |= ICANON | ECHO | ISIG;
     tcsetattr(terminal_.farEnd(), TCSANOW, &cooked_);
   }
   ~PortState() override { CloseHandle(port_); }
 
-  void open(const char* name) { port_ = CreateFile(name, 0, 0, nullptr, OPEN_EXISTING, 0, nullptr); }
+  void openPort(const char* name) { port_ = open(name, 0); }
   static DCB lineOf(const char* mode) {
     DCB dcb{};
     EXPECT_TRUE(BuildCommDCB(mode, &dcb));
     return dcb;
   }
 
-  LockedLayer layer_;
   PseudoTerminal terminal_{7};
   termios cooked_ = terminal_.settings();
   HANDLE port_ = INVALID_HANDLE_VALUE;
 };
 
 TEST_F(PortState, ALineIsSetAndReadBack) {
-  open("COM5");
+  openPort("COM5");
   DCB dcb = lineOf("COM5:4800,o,8,2,p");
   dcb.flags |= DCB_OUT_X | DCB_NULL;
   dcb.XonChar = 17;
@@ -52,21 +45,19 @@ TEST_F(PortState, ALineIsSetAndReadBack) {
 }
 
 TEST_F(PortState, EveryByteGoesBothWaysAndTheTimeoutStays) {
-  open("COM5");
+  openPort("COM5");
   const DCB dcb = lineOf("115200,n,8,1");
   ASSERT_TRUE(SetCommState(port_, &dcb));
   std::string sent, received;
   while (sent.size() < 256) sent.push_back(static_cast<char>(sent.size()));
-  char bytes[256];
-  DWORD count = 9;
-  EXPECT_TRUE(ReadFile(port_, bytes, sizeof bytes, &count) && count == 0) << "it waits for no byte";
-  EXPECT_TRUE(WriteFile(port_, sent.data(), 256, nullptr));
-  while (received.size() < 256 && read(terminal_.farEnd(), bytes, 1) == 1) received.push_back(bytes[0]);
-  ASSERT_EQ(write(terminal_.farEnd(), sent.data(), 256), 256);
+  EXPECT_EQ(read(port_, 256), "") << "it waits for no byte";
+  EXPECT_TRUE(write(port_, sent));
+  char byte;
+  while (received.size() < 256 && ::read(terminal_.farEnd(), &byte, 1) == 1) received.push_back(byte);
+  ASSERT_EQ(::write(terminal_.farEnd(), sent.data(), 256), 256);
   EXPECT_TRUE(eventually([&] {
-    EXPECT_TRUE(ReadFile(port_, bytes, sizeof bytes, &count));
+    received += read(port_, 256);
     EXPECT_EQ(terminal_.settings().c_cc[VTIME], 7);
-    received.append(bytes, std::min<std::size_t>(count, sizeof bytes));
     return received.size() >= 512;
   }));
   EXPECT_EQ(received, sent + sent);
@@ -74,34 +65,32 @@ TEST_F(PortState, EveryByteGoesBothWaysAndTheTimeoutStays) {
 
 TEST_F(PortState, AFailureLeavesTheTerminalAsItWas) {
   DCB dcb = lineOf("14400,n,8,1");
-  EXPECT_FALSE(SetCommState(port_, &dcb)) << "there is no port yet";
-  open("COM5");
-  EXPECT_FALSE(SetCommState(port_, &dcb));
-  EXPECT_EQ(GetLastError(), IE_BAUDRATE);
-  EXPECT_FALSE(SetCommState(port_, nullptr) || GetCommState(port_, nullptr) ||
-               BuildCommDCB("COM1:", nullptr));
+  EXPECT_EQ(failure(SetCommState(port_, &dcb)), ERROR_GEN_FAILURE) << "there is no port yet";
+  openPort("COM5");
+  EXPECT_EQ(failure(SetCommState(port_, &dcb)), IE_BAUDRATE);
+  EXPECT_EQ(failure(SetCommState(port_, nullptr)), ERROR_GEN_FAILURE);
+  EXPECT_EQ(failure(GetCommState(port_, nullptr)), ERROR_GEN_FAILURE);
+  EXPECT_FALSE(BuildCommDCB("COM1:", nullptr));
   EXPECT_EQ(terminal_.settings().c_lflag, cooked_.c_lflag);
   dcb = lineOf("9600,n,8,1");
   terminal_.hangUp();
   EXPECT_FALSE(SetCommState(port_, &dcb) || GetCommState(port_, &dcb));
-  EXPECT_FALSE(WriteFile(port_, "lost", 4, nullptr));
-  EXPECT_EQ(GetLastError(), ERROR_WRITE_FAULT);
+  EXPECT_EQ(failure(write(port_, "lost")), ERROR_WRITE_FAULT);
 }
 
 // Pins(port-read-failure)
 TEST_F(PortState, AFailedReadShowsInItsCountAlone) {
-  layer_.setPorts("COM6=/proc/self/mem,rs232\nDelay=-1\n");  // its first byte cannot be read
-  open("COM6");
+  openPort("COM6");  // its first byte cannot be read
   char byte;
   DWORD count = 9;
-  SetLastError(ERROR_WRITE_FAULT);
+  SetLastError(kMark);
   EXPECT_TRUE(ReadFile(port_, &byte, 1, &count));
   EXPECT_EQ(count, 0xFFFFFFFF);
   EXPECT_EQ(GetLastError(), 0);
 }
 
 TEST_F(PortState, AParallelPortHasNoLine) {
-  open("LPT1");
+  openPort("LPT1");
   DCB dcb = lineOf("9600,n,8,1"), read{};
   PortTimeouts timeouts{{}, 3};
   EXPECT_TRUE(SetCommState(port_, &dcb) && SetPortTimeouts(port_, &timeouts));
@@ -109,5 +98,3 @@ TEST_F(PortState, AParallelPortHasNoLine) {
   EXPECT_EQ(read.ByteSize + timeouts.readInterCharacter, 3U);
   EXPECT_EQ(terminal_.settings().c_cc[VTIME] + (terminal_.settings().c_lflag & ICANON), 7U + ICANON);
 }
-
-}  // namespace

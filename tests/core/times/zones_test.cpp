@@ -10,13 +10,9 @@
 #include "compat/core/times/calendar.h"
 #include "compat/core/times/zone_table.h"
 
-namespace nimboxi {
-namespace {
+using namespace nimboxi;
 
-constexpr char kBerlin[] = "CET-1CEST,M3.5.0,M10.5.0/3";
-constexpr char kNewYork[] = "EST5EDT,M3.2.0,M11.1.0";
-// Wide of the turn of the year, so that no hour of it is winter.
-constexpr char kAlwaysSummer[] = "CET-1CEST,0/-24,J365/48";
+constexpr char kBerlin[] = "CET-1CEST,M3.5.0,M10.5.0/3", kNewYork[] = "EST5EDT,M3.2.0,M11.1.0";
 constexpr std::time_t kNewYear2024 = 1704067200;
 
 // What TZ names; the layer notices by itself.
@@ -25,19 +21,18 @@ struct LocalZone {
   ~LocalZone() { unsetenv("TZ"); }
 };
 
-FILETIME localTicks(const char* zoneName, FILETIME ticks) {
-  const LocalZone zone(zoneName);
-  EXPECT_EQ(FileTimeToLocalFileTime(&ticks, &ticks), TRUE);
-  return ticks;
-}
-
 TEST(Zones, LocalTicksWrap) {
+  const auto localTicks = [](const char* zoneName, FILETIME ticks) {
+    const LocalZone zone(zoneName);
+    EXPECT_EQ(FileTimeToLocalFileTime(&ticks, &ticks), TRUE);
+    return ticks;
+  };
   EXPECT_EQ(localTicks("IST-5:30", 0xFFFFFFFFFFFFFFFF), 330 * kTicksPerMinute - 1);
   EXPECT_EQ(localTicks("XYZ5", 0), 0U - 300 * kTicksPerMinute);
 }
 
 // The bias and the name of a zone.
-std::string describe(const char* zoneName, std::time_t now = kNewYear2024) {
+static std::string describe(const char* zoneName, std::time_t now = kNewYear2024) {
   const LocalZone zone(zoneName);
   const TIME_ZONE_INFORMATION information = zoneAt(now);
   return std::to_string(information.Bias) + " " + information.StandardName;
@@ -73,7 +68,7 @@ TEST(Zones, BiasIsRightAllYear) {
 
 // Pins(bias-holds-daylight)
 TEST(Zones, TheRecordIsWhole) {
-  const LocalZone summer(kAlwaysSummer);
+  const LocalZone summer("CET-1CEST,0/-24,J365/48");  // so that no hour of the year is winter
   TIME_ZONE_INFORMATION zone, expected{-120, "Central Europe Standard Time", {}, 0, {}, {}, -60};
   std::memset(&zone, 0xFF, sizeof zone);
   EXPECT_EQ(GetTimeZoneInformation(&zone), 0U);
@@ -109,6 +104,3 @@ FJT -720 Fiji, TOT -780 Tonga,)");
   }
   EXPECT_EQ(count, 64);
 }
-
-}  // namespace
-}  // namespace nimboxi

@@ -1,4 +1,4 @@
-// What the tests of calls on files share: a folder of their own, and verbs.
+// What the tests of calls on handles and files share: the layer, a folder of their own, and verbs.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,10 +8,8 @@
 #include "nimboxi/handles.h"
 #include "tests/support/locked_layer.h"
 
-class Files : public testing::Test {
+class CoreTest : public testing::Test {
  protected:
-  Files() { SetLastError(kMark); }
-
   static HANDLE open(const char* name, DWORD access = GENERIC_WRITE, DWORD disposition = OPEN_EXISTING) {
     return CreateFile(name, access, 0, nullptr, disposition, 0, nullptr);
   }
@@ -26,10 +24,10 @@ class Files : public testing::Test {
   }
 
   // The last error of a call that failed; -1 when it did not. The next call starts from a mark.
-  static int32_t failure(BOOL answer) {
+  static int32_t failure(bool succeeded) {
     const int32_t error = GetLastError();
     SetLastError(kMark);
-    return answer ? -1 : error;
+    return succeeded ? -1 : error;
   }
 
   // What a call returns and leaves in a buffer of `size` bytes, which holds "#" before.
@@ -45,4 +43,5 @@ class Files : public testing::Test {
   LockedLayer layer_;
   const TempFolder& folder_ = layer_.folder();
   const DWORD length_ = static_cast<DWORD>(folder_.path().size());
+  const int32_t startMark_ = failure(true);
 };
