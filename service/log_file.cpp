@@ -1,13 +1,10 @@
 #include "service/log_file.h"
 
-#include <pthread.h>
-
 #include <cstdlib>
 #include <ctime>
 #include <memory>
 #include <string>
 
-#include "nimboxi/support/use_count.h"
 #include "service/log_trim.h"
 #include "service/settings.h"
 
@@ -16,21 +13,6 @@ namespace nimbolsp {
 constinit SemaphoreLock logLock;
 
 namespace {
-
-// Main, and every thread that is about to report. Keeps the log lock alive for the last of them.
-constinit nimboxi::UseCount logUsers;
-
-// Set once, when only one thread may still report.
-constinit bool othersSilenced NIMBOXI_GUARDED_BY(logLock) = false;
-constinit pthread_t reportingThread NIMBOXI_GUARDED_BY(logLock) = 0;
-
-bool isSilenced() NIMBOXI_REQUIRES(logLock) {
-  return othersSilenced && pthread_equal(reportingThread, pthread_self()) == 0;
-}
-
-void leaveUsers() {
-  if (logUsers.letGo()) logLock.close();
-}
 
 struct FreeBytes {
   void operator()(char* bytes) const { std::free(bytes); }
@@ -49,34 +31,20 @@ std::string timestamp() {
 
 void createLogLock() {
   logLock.create();
-  logUsers.open();
-}
-
-void silenceOtherThreads() {
-  logLock.take();
-  othersSilenced = true;
-  reportingThread = pthread_self();
-  logLock.release();
 }
 
 void closeLogLock() {
-  leaveUsers();
+  logLock.close();
 }
 
-// Too late to report, the writer holds no lock and writes nothing; the analysis cannot tell.
-LogWriter::LogWriter() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
-  if (!logUsers.tryUse()) return;
+LogWriter::LogWriter() {
   logLock.take();
-  holdsLock_ = true;
-  mayReport_ = !isSilenced();
-  if (mayReport_) openLog();
+  openLog();
 }
 
-LogWriter::~LogWriter() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
-  if (!holdsLock_) return;
+LogWriter::~LogWriter() {
   closeLog();
   logLock.release();
-  leaveUsers();
 }
 
 void LogWriter::openLog() {
@@ -119,7 +87,7 @@ void LogWriter::trim() {
 }
 
 void LogWriter::writeTerminal(std::string_view text) {
-  if (mayReport_ && !settings().quietMode) std::fwrite(text.data(), 1, text.size(), stdout);
+  if (!settings().quietMode) std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
 void LogWriter::writeText(std::string_view text, Echo echo) {

@@ -16,11 +16,7 @@ extern SemaphoreLock logLock;
 // Creates the log lock: first thing in main, before anything can be reported.
 void createLogLock();
 
-// From here on only the calling thread reports; what other threads report is dropped.
-void silenceOtherThreads();
-
-// Main's last word on the log. A thread that is still on its way to a report keeps the lock until it has
-// left.
+// Ends the log. Call when no other thread can report any more.
 void closeLogLock();
 
 // One report. Holds the log lock from construction to the end of the scope.
@@ -48,8 +44,6 @@ class NIMBOXI_SCOPED_CAPABILITY LogWriter {
   void trim();
   void closeLog();
 
-  bool mayReport_ = false;  // false once other threads are silenced, and after closeLogLock
-  bool holdsLock_ = false;
   std::FILE* file_ = nullptr;  // null when the file could not be opened
   bool atLineStart_ = true;    // the next text begins a line of the file
 };

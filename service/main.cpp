@@ -37,7 +37,8 @@ bool dispatch(char* argument) {
 // 1. The log lock, before anything can be reported.
 // 2. The layer, the names of the files, the settings.
 // 3. The command.
-// 4. The end of the pools, without waiting for their threads; from here on only this thread reports.
+// 4. The end of the pools. The polling threads leave the layer and are not waited for otherwise; from here on
+//    only this thread reports.
 // 5. The last line, the log, the layer.
 int run(int argc, char** argv) {
   createLogLock();
@@ -55,7 +56,6 @@ int run(int argc, char** argv) {
   }
 
   destroyAllPools();
-  silenceOtherThreads();
   if (ran) reportStatus(kStringStopped);
   closeLogLock();
   LayerShutdown();

@@ -1,5 +1,6 @@
 #include "service/poller.h"
 
+#include "service/layer_gate.h"
 #include "service/reports.h"
 #include "service/resources/string_table.h"
 #include "service/settings.h"
@@ -9,13 +10,24 @@ namespace nimbolsp {
 
 namespace {
 
-void report(const char* text, const PoolServer* server) {
+void report(const std::string& text, const PoolServer* server) {
   debugLog(text, server->ipAddress, server->port);
 }
 
+// The same from outside the layer.
+void visitToReport(const char* text, const PoolServer* server) {
+  if (const LayerVisit visit; visit) report(text, server);
+}
+
+// Withholds the server from allocation. False when the process ends.
+bool withhold(PoolServer* server) {
+  const LayerVisit visit;
+  if (visit) markUnavailable(server);
+  return static_cast<bool>(visit);
+}
+
 void logLoad(PoolServer* server) NIMBOXI_REQUIRES(poolGuard) {
-  if (settings().debugLevel == 0) return;
-  report(("Load: " + std::to_string(server->load) + "%").c_str(), server);
+  if (settings().debugLevel != 0) report("Load: " + std::to_string(server->load) + "%", server);
 }
 
 // The exchange with the server. False, told in a debug line, when it does not go well.
@@ -23,30 +35,55 @@ bool exchange(const PoolServer* server, PollReply& reply) {
   TcpSocket socket;
   socket.create();
   if (!socket.connectToAddress(server->ipAddress, server->port)) {
-    report("Failed connecting to NIMBO server.", server);
+    visitToReport("Failed connecting to NIMBO server.", server);
     return false;
   }
   const PollRequest& request = server->pool->pollRequest;
   if (!socket.sendAll(request.data(), request.size())) {
-    report("Failed sending message to NIMBO server.", server);
+    visitToReport("Failed sending message to NIMBO server.", server);
     return false;
   }
   if (!socket.receiveExactly(reply.data(), reply.size())) {
-    report("No response received from NIMBO server.", server);
+    visitToReport("No response received from NIMBO server.", server);
     return false;
   }
   return socket.orderlyClose();
 }
 
+// Stores a good reply and files the server into its allocation list.
+void store(PoolServer* server, const PollReply& reply) {
+  const LayerVisit visit;
+  if (!visit) return;
+  ServerPool* pool = server->pool;
+  PoolHold hold(pool);
+  server->unavailable = false;
+  server->statistics = decodePollReply(reply);
+  if (hasNegative(server->statistics)) logMessage(kStringInvalidStatistic);
+  server->load = loadPercent(server->statistics.loadUsed, server->statistics.loadLimit);
+  logLoad(server);
+  placeServer(pool, server);
+}
+
+// One poll: withholds the server, asks it, and after a good reply stores the statistics and places it.
+void pollServer(PoolServer* server) {
+  PollReply reply;
+  if (!withhold(server)) return;
+  if (exchange(server, reply)) {
+    store(server, reply);
+  } else {
+    withhold(server);
+  }
+}
+
 void pollUntilStopped(PoolServer* server) {
   const auto interval = static_cast<std::uint32_t>(server->pool->pollInterval);
-  report("Thread started", server);
+  visitToReport("Thread started", server);
   sleepSeconds(interval);
   while (!stopPolling) {
     pollServer(server);
     sleepSeconds(interval);
   }
-  report("Thread finished", server);
+  visitToReport("Thread finished", server);
 }
 
 void* pollServerThread(void* argument) {
@@ -58,27 +95,6 @@ void* pollServerThread(void* argument) {
 }
 
 }  // namespace
-
-void storeReply(PoolServer* server, const PollReply& reply) {
-  ServerPool* pool = server->pool;
-  PoolHold hold(pool);
-  server->unavailable = false;
-  server->statistics = decodePollReply(reply);
-  if (hasNegative(server->statistics)) logMessage(kStringInvalidStatistic);
-  server->load = loadPercent(server->statistics.loadUsed, server->statistics.loadLimit);
-  logLoad(server);
-  placeServer(pool, server);
-}
-
-void pollServer(PoolServer* server) {
-  markUnavailable(server);
-  PollReply reply;
-  if (exchange(server, reply)) {
-    storeReply(server, reply);
-  } else {
-    markUnavailable(server);
-  }
-}
 
 bool startPolling(PoolServer* server) {
   ServerPool* pool = server->pool;

@@ -8,10 +8,4 @@ namespace nimbolsp {
 // Starts the polling thread of a server, which uses the pool until it ends. False when it cannot be started.
 bool startPolling(PoolServer* server);
 
-// One poll: withholds the server, asks it, and after a good reply stores the statistics and places it.
-void pollServer(PoolServer* server);
-
-// Stores a good reply and files the server into its allocation list.
-void storeReply(PoolServer* server, const PollReply& reply);
-
 }  // namespace nimbolsp

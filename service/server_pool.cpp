@@ -4,6 +4,7 @@
 
 #include "nimboxi/handles.h"
 #include "nimboxi/text.h"
+#include "service/layer_gate.h"
 #include "service/reports.h"
 #include "service/settings.h"
 
@@ -21,20 +22,22 @@ bool isAllocationList(std::int16_t index) {
 }
 
 // Nobody waits for a polling thread: it may sit in a connect or a receive for as long as its server likes,
-// and keeps the pool alive meanwhile.
+// and keeps the pool's memory alive meanwhile.
 void waitForPollingThreads(ServerPool*) {
+}
+
+// Closes what the layer holds for a pool.
+void closeHandles(ServerPool* pool) {
+  for (int i = 0; i < pool->serverCount; ++i) {
+    if (HANDLE thread = pool->servers[static_cast<std::size_t>(i)].thread) CloseHandle(thread);
+  }
+  pool->lock.close();
 }
 
 }  // namespace
 
 ServerPool::ServerPool() = default;
-ServerPool::~ServerPool() {
-  lock.close();
-}
-
-PoolServer::~PoolServer() {
-  if (thread != nullptr) CloseHandle(thread);
-}
+ServerPool::~ServerPool() = default;
 
 ServerPool* createPool(const char* name, std::int16_t serverCount, std::int32_t pollInterval) {
   auto* pool = new ServerPool;
@@ -59,9 +62,11 @@ void letGoOfPool(ServerPool* pool) {
 
 void destroyAllPools() {
   stopPolling = true;
+  closeLayerGate();
   while (ServerPool* pool = poolList) {
     poolList = pool->next;
     waitForPollingThreads(pool);
+    closeHandles(pool);
     letGoOfPool(pool);
   }
 }

@@ -1,5 +1,6 @@
 // Pools and their servers: the records, the list of pools, the lists of a pool and the lock that guards them.
-// A pool lives as long as the list of pools or one of its polling threads uses it.
+// A pool's memory lives as long as the list of pools or one of its polling threads uses it; what the layer
+// holds for it is closed by main, behind the closed layer gate.
 #pragma once
 
 #include <atomic>
@@ -71,8 +72,6 @@ struct PoolServer {
   std::int32_t lastAllocation NIMBOXI_GUARDED_BY(poolGuard) = 0;  // sequence number; 0 before any
   std::int32_t candidateMark NIMBOXI_GUARDED_BY(poolGuard) =
       0;  // sequence number of the search that marked it
-
-  ~PoolServer();
 };
 
 // Holds a pool's lock to the end of the scope. Blocks until it is free.
@@ -101,10 +100,11 @@ extern std::atomic<bool> stopPolling;
 //   pollInterval  milliseconds
 ServerPool* createPool(const char* name, std::int16_t serverCount, std::int32_t pollInterval);
 
-// Ends one use of a pool; the last one destroys it.
+// Ends one use of a pool; the last one frees its memory, without the layer.
 void letGoOfPool(ServerPool* pool);
 
-// Tells the polling threads to stop and lets go of all pools, without waiting for the threads.
+// Tells the polling threads to stop, waits until they are out of the layer for good, closes the pools' locks
+// and thread handles, and lets go of the pools. Main's last use of them.
 void destroyAllPools();
 
 // The pool with a name, which is converted to upper case in place; null when there is none.

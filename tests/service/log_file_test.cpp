@@ -1,4 +1,4 @@
-// The log on disk: what a report leaves in the file, whatever stands there, and who may report until when.
+// The log on disk: what a report leaves in the file, whatever stands there.
 #include "service/log_file.h"
 
 #include <time.h>
@@ -82,21 +82,6 @@ TEST_F(LogFileTest, LinesOfSeveralThreadsStayWhole) {
   int count = 0;
   for (std::string line; std::getline(lines, line); ++count) EXPECT_EQ(line, std::string(20, line[0]));
   EXPECT_TRUE(32 <= count && count <= 64) << count;
-}
-
-// In processes of their own: nothing brings the silenced threads back.
-TEST_F(LogFileTest, SilencedThreadsReportNothing) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const auto silence = [this] {
-    silenceOtherThreads();
-    std::thread([] { logText("late"); }).join();
-    logText("the last line");
-    closeLogLock();
-    logText("too late");
-    std::fputs(log().c_str(), stderr);
-    std::_Exit(0);
-  };
-  EXPECT_EXIT(silence(), testing::ExitedWithCode(0), "^the last line\n$");
 }
 
 }  // namespace

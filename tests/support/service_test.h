@@ -9,6 +9,7 @@
 #include <string>
 
 #include "nimboxi/layer.h"
+#include "service/layer_gate.h"
 #include "service/log_file.h"
 #include "service/resources/resource_function.h"
 #include "service/server_pool.h"
@@ -27,6 +28,7 @@ class ServiceTest : public testing::Test {
     nameFiles(folder_.file("nimbolsp"), "-test");
     settings().quietMode = true;
     stopPolling = false;
+    openLayerGate();
   }
   ~ServiceTest() override {
     destroyAllPools();
