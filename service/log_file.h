@@ -1,8 +1,9 @@
-// The log file: opened, cut back, appended to and closed for every report, under the process-wide log lock.
+// The log: each report is written to the terminal and to the log file, which is opened, cut back, appended to
+// and closed for it, under the process-wide log lock.
 // Owns the log lock. Lock order: a pool's lock, then the log lock, never the reverse.
 #pragma once
 
-#include <cstdio>
+#include <string>
 #include <string_view>
 
 #include "nimboxi/support/thread_annotations.h"
@@ -19,7 +20,7 @@ void createLogLock();
 // Ends the log. Call when no other thread can report any more.
 void closeLogLock();
 
-// One report. Holds the log lock from construction to the end of the scope.
+// One report of whole lines. Holds the log lock from construction to the end of the scope, which writes it.
 class NIMBOXI_SCOPED_CAPABILITY LogWriter {
  public:
   enum Echo { kEcho, kNoEcho };
@@ -40,12 +41,9 @@ class NIMBOXI_SCOPED_CAPABILITY LogWriter {
   void writeTerminal(std::string_view text);
 
  private:
-  void openLog();
-  void trim();
-  void closeLog();
-
-  std::FILE* file_ = nullptr;  // null when the file could not be opened
-  bool atLineStart_ = true;    // the next text begins a line of the file
+  std::string forTerminal_;
+  std::string forFile_;
+  bool atLineStart_ = true;  // the next text begins a line of the file
 };
 
 }  // namespace nimbolsp

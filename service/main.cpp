@@ -1,6 +1,5 @@
 // The program: the order of its start and its end, and its commands; nothing else.
 #include <csignal>
-#include <cstdio>
 #include <string>
 
 #include "nimboxi/layer.h"
@@ -67,8 +66,8 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // a client that has gone costs nothing
+  std::signal(SIGXFSZ, SIG_IGN);  // nor does a log that has reached the limit on file sizes
   nimbolsp::openStandardDescriptors();
   nimbolsp::raiseDescriptorLimit();
-  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // also into a pipe or a journal, line by line
   return nimbolsp::run(argc, argv);
 }

@@ -126,15 +126,24 @@ TEST_F(CommandsTest, ProgramPathOfAnyKind) {
   }
 }
 
-TEST_F(CommandsTest, ServiceWithoutStandardDescriptorsOrReader) {
+TEST_F(CommandsTest, ServiceOutlivesItsOutput) {
   program_.writeProfile(kPools, kWeb);
-  for (DaemonProcess::Output output : {DaemonProcess::kClosed, DaemonProcess::kBrokenPipe}) {
+  for (DaemonProcess::Output output :
+       {DaemonProcess::kClosed, DaemonProcess::kBrokenPipe, DaemonProcess::kFullPipe}) {
     program_.folder().write("nimbolsp-run.log", "");
     ASSERT_TRUE(program_.startService("-run", output));
     EXPECT_EQ(ask(program_.port(), "web"), "5912");
     EXPECT_EQ(program_.stopService(), 0);
     EXPECT_EQ(program_.log(), kLifeInLog);
   }
+}
+
+TEST_F(CommandsTest, ServiceOutlivesTheLimitOnFileSizes) {
+  program_.writeProfile(kPools, kWeb);
+  ASSERT_TRUE(program_.startService());
+  program_.limitFileSize(1);
+  EXPECT_EQ(program_.stopService(), 0);
+  EXPECT_EQ(program_.log(), "Process started\n");
 }
 
 TEST_F(CommandsTest, OutputIsThereAtOnce) {

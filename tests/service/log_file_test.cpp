@@ -1,20 +1,29 @@
 // The log on disk: what a report leaves in the file, whatever stands there.
 #include "service/log_file.h"
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <time.h>
 
-#include <filesystem>
 #include <sstream>
 #include <thread>
 #include <vector>
 
 #include "service/reports.h"
 #include "tests/support/service_test.h"
+#include "tests/support/test_client.h"
 
 namespace nimbolsp {
 namespace {
 
 using LogFileTest = ServiceTest;
+
+ino_t inodeOf(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
 
 std::string numbered(int first, int last) {
   std::string text;
@@ -42,23 +51,55 @@ TEST_F(LogFileTest, ReportCutsTheFullFileToItsNewerHalf) {
     SCOPED_TRACE(row.name);
     settings().logLineThreshold = row.threshold;
     folder_.write("nimbolsp-test.log", row.before);
+    const ino_t inode = inodeOf(settings().logFilePath);
     logText("new");
+    EXPECT_EQ(inodeOf(settings().logFilePath), inode);
     const std::string after = rawLog();
     EXPECT_EQ(after.size(), row.kept.size() + 24 + 1 + 4);
     EXPECT_TRUE(after.starts_with(row.kept) && after.ends_with(" new\n")) << after;
   }
 }
 
-TEST_F(LogFileTest, FileThatCannotBeOpenedCostsOnlyTheFile) {
-  for (const std::string& name : {std::string("."), std::string("missing/a.log"), std::string(5000, 'n')}) {
-    settings().logFilePath = folder_.file(name);
+// A limit on file sizes stops the move after its first bytes, as a kill would.
+TEST_F(LogFileTest, InterruptedCutLosesNothing) {
+  signal(SIGXFSZ, SIG_IGN);
+  const std::string first(100, 'a'), kept = numbered(1, 20000);
+  settings().logLineThreshold = 2;
+  folder_.write("nimbolsp-test.log", first + "\n" + kept);
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit low{20000, limit.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &low);
+  logText("not written");
+  setrlimit(RLIMIT_FSIZE, &limit);
+  EXPECT_EQ(rawLog(), kept.substr(0, 20000) + kept.substr(20000 - 101));
+}
+
+TEST_F(LogFileTest, FileThatCannotBeWrittenCostsOnlyTheFile) {
+  mkfifo(folder_.file("fifo").c_str(), 0600);
+  for (const std::string& path :
+       {folder_.path(), folder_.file("missing/a.log"), folder_.file(std::string(5000, 'n')),
+        folder_.file("fifo"), std::string("/dev/full"), std::string("/dev/zero")}) {
+    settings().logFilePath = path;
     EXPECT_EQ(terminalOf([] { logText("seen"); }), "seen\n");
   }
 }
 
-TEST_F(LogFileTest, LineBeginsWithTheLocalTime) {
+TEST_F(LogFileTest, PipeGetsTheLinesWhileItIsRead) {
+  settings().logFilePath = folder_.file("fifo");
+  mkfifo(folder_.file("fifo").c_str(), 0600);
+  const Descriptor reader(open(folder_.file("fifo").c_str(), O_RDONLY | O_NONBLOCK));
+  logText("read");
+  char bytes[64];
+  const ssize_t length = read(reader.number(), bytes, sizeof bytes);
+  ASSERT_EQ(length, 25 + 5);
+  EXPECT_EQ(std::string(bytes + 25, 5), "read\n");
+}
+
+TEST_F(LogFileTest, LineBeginsWithTheLocalTimeOfTheZoneOfTheMoment) {
+  logText("in another zone");
+  clearLog();
   setenv("TZ", "TEST-05:30", 1);
-  tzset();
   const std::time_t before = std::time(nullptr);
   logText("now");
   const std::string line = rawLog();

@@ -8,8 +8,18 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 
 #include "tests/support/eventually.h"
+
+namespace {
+
+void fill(int pipe) {
+  const std::string bytes(static_cast<std::size_t>(fcntl(pipe, F_SETPIPE_SZ, 4096)), ' ');
+  if (write(pipe, bytes.data(), bytes.size()) == -1) throw std::runtime_error("no pipe");
+}
+
+}  // namespace
 
 DaemonProcess::DaemonProcess(const std::string& program)
     : reservation_(bindPort()), port_(portOf(reservation_.number())) {
@@ -37,7 +47,9 @@ void DaemonProcess::spawn(const std::vector<std::string>& commandLine, Output ou
   } else if (output == kClosed) {
     for (int standard : {0, 1, 2}) posix_spawn_file_actions_addclose(&actions, standard);
   } else if (pipe2(ends, O_CLOEXEC) == 0) {
-    close(ends[0]);
+    unread_.replace(ends[0]);
+    if (output == kBrokenPipe) unread_.close();
+    if (output == kFullPipe) fill(ends[1]);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
   }
   posix_spawn_file_actions_addchdir_np(&actions, folder_.path().c_str());
@@ -58,6 +70,11 @@ bool DaemonProcess::isRunning() {
     status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
   return pid_ != -1;
+}
+
+void DaemonProcess::limitFileSize(rlim_t bytes) const {
+  const rlimit limit{bytes, bytes};
+  prlimit(pid_, RLIMIT_FSIZE, &limit, nullptr);
 }
 
 int DaemonProcess::wait() {

@@ -2,6 +2,7 @@
 // it likes, one process at a time; what still runs at the end is killed.
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <string>
@@ -12,9 +13,9 @@
 
 class DaemonProcess {
  public:
-  // Where the program's standard output goes: output() reads it; nobody reads it; nowhere, as descriptors 0
-  // to 2 are closed at the start.
-  enum Output { kFile, kBrokenPipe, kClosed };
+  // Where the program's standard output goes: output() reads it; a pipe without a reader; a full one that is
+  // never read; nowhere, as descriptors 0 to 2 are closed at the start.
+  enum Output { kFile, kBrokenPipe, kFullPipe, kClosed };
 
   explicit DaemonProcess(const std::string& program);
   ~DaemonProcess();
@@ -45,6 +46,9 @@ class DaemonProcess {
 
   bool isRunning();
 
+  // Sets the limit on the size of the files that the running program writes, in bytes.
+  void limitFileSize(rlim_t bytes) const;
+
   // Standard output until now (kFile).
   std::string output() const { return folder_.read("output.txt"); }
 
@@ -58,7 +62,7 @@ class DaemonProcess {
 
  private:
   TempFolder folder_;
-  Descriptor reservation_;
+  Descriptor reservation_, unread_;
   std::uint16_t port_;
   pid_t pid_ = -1;
   int status_ = -1;

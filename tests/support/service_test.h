@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -47,7 +46,6 @@ class ServiceTest : public testing::Test {
     settings().quietMode = false;
     testing::internal::CaptureStdout();
     report();
-    std::fflush(stdout);
     return testing::internal::GetCapturedStdout();
   }
 
