@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "service/balance.h"
 #include "service/reports.h"
 #include "service/settings.h"
 #include "service/wire/numbers.h"
@@ -11,8 +12,7 @@ namespace nimbolsp {
 
 namespace {
 
-constexpr std::int16_t kFullLoad = 100;  // per cent; a server with so much is no candidate
-constexpr int kDetailLevel = 2;          // of the debug lines of this file
+constexpr int kDetailLevel = 2;  // of the debug lines of this file
 
 constexpr const char* kPreferredText =
     "Because multiple possible server candidates have been found, we prefer the least recently used "
@@ -37,36 +37,33 @@ void detailFound(int count) {
   debugLog("Found " + std::to_string(count) + " servers as possible candidates to take the request", 0, 0);
 }
 
-struct Candidates {
-  PoolServer* best = nullptr;  // the first of the least loaded
-  int count = 0;               // how many are as little loaded
+struct Found {
+  PoolServer* first = nullptr;  // of the candidates
+  int count = 0;
 };
 
-// Finds the least loaded servers of a list and marks each with the search's sequence number.
-Candidates findCandidates(ServerPool* pool, int list) NIMBOXI_REQUIRES(poolGuard) {
-  Candidates found;
-  std::int16_t minimum = kFullLoad;
+// Finds the candidates of a list and marks each with the search's sequence number.
+Found findCandidates(ServerPool* pool, int list) NIMBOXI_REQUIRES(poolGuard) {
+  PoolServer* first = nullptr;
+  Candidates candidates;
   for (PoolServer* server = pool->allocationLists[list]; server != nullptr; server = server->next) {
     detailVisited(server, list);
-    if (server->load < minimum) {
-      found = {server, 0};
-      minimum = server->load;
-    } else if (found.count == 0 || server->load != minimum) {
-      continue;
-    }
-    ++found.count;
+    const Candidates::Verdict verdict = candidates.judge(server->load);
+    if (verdict == Candidates::kPassedOver) continue;
+    if (verdict == Candidates::kFirst) first = server;
     server->candidateMark = pool->allocationSequence;
   }
-  detailFound(found.count);
-  return found;
+  detailFound(candidates.count());
+  return {first, candidates.count()};
 }
 
 // Of several candidates the one handed out longest ago; the first of them when that is equal.
-PoolServer* leastRecent(ServerPool* pool, PoolServer* best) NIMBOXI_REQUIRES(poolGuard) {
-  PoolServer* chosen = best;
-  for (PoolServer* server = best->next; server != nullptr; server = server->next) {
+PoolServer* leastRecent(ServerPool* pool, PoolServer* first) NIMBOXI_REQUIRES(poolGuard) {
+  PoolServer* chosen = first;
+  LeastRecent order(first->lastAllocation);
+  for (PoolServer* server = first->next; server != nullptr; server = server->next) {
     if (server->candidateMark != pool->allocationSequence) continue;
-    if (server->lastAllocation >= chosen->lastAllocation) continue;
+    if (!order.prefers(server->lastAllocation)) continue;
     detail(kPreferredText, server);
     chosen = server;
   }
@@ -77,9 +74,9 @@ PoolServer* leastRecent(ServerPool* pool, PoolServer* best) NIMBOXI_REQUIRES(poo
 // a server below 100 %.
 PoolServer* searchLists(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
   for (int list = 0; list < kAllocationLists; ++list) {
-    const Candidates found = findCandidates(pool, list);
-    if (found.count == 1) return found.best;
-    if (found.count > 1) return leastRecent(pool, found.best);
+    const Found found = findCandidates(pool, list);
+    if (found.count == 1) return found.first;
+    if (found.count > 1) return leastRecent(pool, found.first);
   }
   return nullptr;
 }

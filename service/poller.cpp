@@ -1,9 +1,11 @@
 #include "service/poller.h"
 
+#include "service/balance.h"
 #include "service/layer_gate.h"
 #include "service/reports.h"
 #include "service/resources/string_table.h"
 #include "service/settings.h"
+#include "service/threads.h"
 #include "service/wire/tcp_socket.h"
 
 namespace nimbolsp {
@@ -50,18 +52,19 @@ bool exchange(const PoolServer* server, PollReply& reply) {
   return socket.orderlyClose();
 }
 
-// Stores a good reply and files the server into its allocation list.
-void store(PoolServer* server, const PollReply& reply) {
+// Stores what a good reply says and files the server into its allocation list.
+void store(PoolServer* server, const Statistics& statistics) {
   const LayerVisit visit;
   if (!visit) return;
   ServerPool* pool = server->pool;
   PoolHold hold(pool);
   server->unavailable = false;
-  server->statistics = decodePollReply(reply);
-  if (hasNegative(server->statistics)) logMessage(kStringInvalidStatistic);
-  server->load = loadPercent(server->statistics.loadUsed, server->statistics.loadLimit);
+  server->statistics = statistics;
+  if (hasNegative(statistics)) logMessage(kStringInvalidStatistic);
+  server->load = loadPercent(statistics.loadUsed, statistics.loadLimit);
   logLoad(server);
-  placeServer(pool, server);
+  placeServer(pool, server,
+              allocationListOf(statistics.ratioDivisor, statistics.ratioDividend, settings().bucketSize));
 }
 
 // One poll: withholds the server, asks it, and after a good reply stores the statistics and places it.
@@ -69,7 +72,7 @@ void pollServer(PoolServer* server) {
   PollReply reply;
   if (!withhold(server)) return;
   if (exchange(server, reply)) {
-    store(server, reply);
+    store(server, decodePollReply(reply));
   } else {
     withhold(server);
   }

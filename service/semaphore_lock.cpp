@@ -1,8 +1,7 @@
 #include "service/semaphore_lock.h"
 
-#include <unistd.h>
-
 #include "nimboxi/handles.h"
+#include "nimboxi/synch.h"
 
 namespace nimbolsp {
 
@@ -21,16 +20,6 @@ void SemaphoreLock::take() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
 }
 void SemaphoreLock::release() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
   ReleaseSemaphore(handle_, 1, nullptr);
-}
-
-HANDLE startThread(THREAD_START_ROUTINE routine, void* argument) {
-  uintptr_t identity = 0;
-  return CreateThread(nullptr, 0, routine, argument, 0, &identity);
-}
-
-void sleepSeconds(std::uint32_t milliseconds) {
-  const auto seconds = static_cast<unsigned int>((std::uint64_t{milliseconds} + 500) / 1000);
-  if (seconds != 0) sleep(seconds);
 }
 
 }  // namespace nimbolsp

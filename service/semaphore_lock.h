@@ -1,10 +1,8 @@
-// A semaphore of the layer that serves as a lock, the start of a thread, and a sleep in whole seconds.
+// A semaphore of the layer that serves as a lock.
 #pragma once
 
-#include <cstdint>
-
 #include "nimboxi/support/thread_annotations.h"
-#include "nimboxi/synch.h"
+#include "nimboxi/types.h"
 
 namespace nimbolsp {
 
@@ -22,11 +20,5 @@ class NIMBOXI_CAPABILITY("semaphore") SemaphoreLock {
  private:
   HANDLE handle_ = nullptr;
 };
-
-// Starts a detached thread. Returns its handle, which the caller closes; null when it cannot be started.
-HANDLE startThread(THREAD_START_ROUTINE routine, void* argument);
-
-// Sleeps (milliseconds + 500) / 1000 whole seconds: below 500 ms not at all.
-void sleepSeconds(std::uint32_t milliseconds);
 
 }  // namespace nimbolsp

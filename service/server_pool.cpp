@@ -114,14 +114,12 @@ void markUnavailable(PoolServer* server) {
   pushToList(&pool->unallocatedList, server);
 }
 
-void placeServer(ServerPool* pool, PoolServer* server) {
-  const std::int16_t index = allocationListOf(server->statistics.ratioDivisor,
-                                              server->statistics.ratioDividend, settings().bucketSize);
-  if (index != server->listIndex) {
+void placeServer(ServerPool* pool, PoolServer* server, std::int16_t list) {
+  if (list != server->listIndex) {
     unlinkFromList(server->listIndex < 0 ? &pool->unallocatedList : &pool->allocationLists[server->listIndex],
                    server);
-    server->listIndex = index;
-    pushToList(&pool->allocationLists[index], server);
+    server->listIndex = list;
+    pushToList(&pool->allocationLists[list], server);
   }
   // A server that has been placed is in a list; the line would tell of a broken record.
   if (settings().debugLevel != 0 && server->listIndex < 0) {

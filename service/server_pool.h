@@ -11,6 +11,7 @@
 #include "nimboxi/support/thread_annotations.h"
 #include "nimboxi/support/use_count.h"
 #include "nimboxi/types.h"
+#include "service/balance.h"
 #include "service/log_file.h"
 #include "service/semaphore_lock.h"
 #include "service/wire/poll_protocol.h"
@@ -24,7 +25,6 @@ struct PoolServer;
 class NIMBOXI_CAPABILITY("pool lock") PoolGuard {};
 extern PoolGuard poolGuard NIMBOXI_ACQUIRED_BEFORE(logLock);
 
-inline constexpr int kAllocationLists = 10;
 inline constexpr std::size_t kNameSize = 256;  // a pool's name or a server's text, with its NUL
 
 struct ServerPool {
@@ -42,11 +42,9 @@ struct ServerPool {
   // Guards the lists and the servers' state. Order: a pool's lock, then the log lock; never two pools' locks,
   // and none during network calls or sleeps.
   SemaphoreLock lock;
-  std::int32_t allocationSequence NIMBOXI_GUARDED_BY(poolGuard) =
-      1;  // one more with every allocation attempt
+  std::int32_t allocationSequence NIMBOXI_GUARDED_BY(poolGuard) = 1;  // one more with every attempt
   PoolServer* allocationLists[kAllocationLists] NIMBOXI_GUARDED_BY(poolGuard) = {};
-  PoolServer* unallocatedList NIMBOXI_GUARDED_BY(poolGuard) =
-      nullptr;  // being polled, or failed the last poll
+  PoolServer* unallocatedList NIMBOXI_GUARDED_BY(poolGuard) = nullptr;  // being polled, or failed the last
 
   ServerPool();
   ~ServerPool();
@@ -65,13 +63,11 @@ struct PoolServer {
   std::atomic<bool> unavailable{false};
 
   PoolServer* next NIMBOXI_GUARDED_BY(poolGuard) = nullptr;  // in the one list that holds the server
-  Statistics statistics
-      NIMBOXI_GUARDED_BY(poolGuard);  // of the last good reply; `loadUsed` counts allocations
-  std::int16_t load NIMBOXI_GUARDED_BY(poolGuard) = 0;            // per cent
-  std::int16_t listIndex NIMBOXI_GUARDED_BY(poolGuard) = 0;       // 0 to 9; -1 for the unallocated list
+  Statistics statistics NIMBOXI_GUARDED_BY(poolGuard);       // of the last good reply, and requests since
+  std::int16_t load NIMBOXI_GUARDED_BY(poolGuard) = 0;       // per cent
+  std::int16_t listIndex NIMBOXI_GUARDED_BY(poolGuard) = 0;  // 0 to 9; -1 for the unallocated list
   std::int32_t lastAllocation NIMBOXI_GUARDED_BY(poolGuard) = 0;  // sequence number; 0 before any
-  std::int32_t candidateMark NIMBOXI_GUARDED_BY(poolGuard) =
-      0;  // sequence number of the search that marked it
+  std::int32_t candidateMark NIMBOXI_GUARDED_BY(poolGuard) = 0;   // that of the search that marked it
 };
 
 // Holds a pool's lock to the end of the scope. Blocks until it is free.
@@ -119,8 +115,9 @@ void removeFromList(ServerPool* pool, PoolServer* server) NIMBOXI_REQUIRES(poolG
 // Withholds a server from allocation: moves it to the unallocated list. Does nothing for one that is already.
 void markUnavailable(PoolServer* server) NIMBOXI_EXCLUDES(logLock);
 
-// Files a server into the allocation list that its statistics call for.
-void placeServer(ServerPool* pool, PoolServer* server) NIMBOXI_REQUIRES(poolGuard) NIMBOXI_EXCLUDES(logLock);
+// Files a server into an allocation list, 0 to 9, at its head; one that is there already stays where it is.
+void placeServer(ServerPool* pool, PoolServer* server, std::int16_t list) NIMBOXI_REQUIRES(poolGuard)
+    NIMBOXI_EXCLUDES(logLock);
 
 // Puts a server at the head of a list.
 void pushToList(PoolServer** head, PoolServer* server) NIMBOXI_REQUIRES(poolGuard);

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "service/balance.h"
 #include "tools/text_table.h"
 
 namespace nimbolsp::tools {

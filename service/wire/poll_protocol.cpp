@@ -42,21 +42,4 @@ PollReply encodePollReply(const Statistics& statistics) {
   return reply;
 }
 
-bool hasNegative(const Statistics& statistics) {
-  return statistics.ratioDivisor < 0 || statistics.ratioDividend < 0 || statistics.loadUsed < 0 ||
-         statistics.loadLimit < 0;
-}
-
-std::int16_t loadPercent(std::int32_t used, std::int32_t limit) {
-  return limit == 0 ? std::int16_t{0} : lowInt16(wrapDivide(wrapMultiply(used, 100), limit));
-}
-
-std::int16_t allocationListOf(std::int32_t divisor, std::int32_t dividend, std::int32_t bucketSize) {
-  if (divisor == 0) return 0;
-  // Required(average-wraps): the cut to 16 bits, so that an average of 40000 wraps negative and counts as
-  // idle.
-  const std::int16_t average = lowInt16(wrapDivide(dividend, divisor));
-  return std::clamp<std::int16_t>(lowInt16(wrapDivide(average, bucketSize)), 0, 9);
-}
-
 }  // namespace nimbolsp

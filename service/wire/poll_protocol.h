@@ -1,5 +1,5 @@
-// The polling protocol between the service and a Nimbo Server, for both ends: bytes, offsets and what the
-// four statistics mean. Pure. For readers: docs/protocols.md.
+// The polling protocol between the service and a Nimbo Server, for both ends: its bytes. Pure. What the four
+// statistics mean: service/balance.h. For readers: docs/protocols.md.
 #pragma once
 
 #include <array>
@@ -34,15 +34,5 @@ Statistics decodePollReply(const PollReply& reply);
 
 // A reply with the given statistics and a prefix of zeros, as a server sends it.
 PollReply encodePollReply(const Statistics& statistics);
-
-// Whether one of the four is negative: worth a message, and used all the same.
-bool hasNegative(const Statistics& statistics);
-
-// used * 100 / limit in 32 bits that wrap, cut to 16 bits; 0 when the limit is 0.
-std::int16_t loadPercent(std::int32_t used, std::int32_t limit);
-
-// The allocation list, 0 to 9, for an average of dividend / divisor: the average, cut to 16 bits, in bands
-// `bucketSize` wide (at least 1). Below 0, or without a divisor: 0; above 9: 9.
-std::int16_t allocationListOf(std::int32_t divisor, std::int32_t dividend, std::int32_t bucketSize);
 
 }  // namespace nimbolsp

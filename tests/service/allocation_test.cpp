@@ -68,8 +68,7 @@ class AllocationTest : public ServiceTest {
 
   void place(int number, std::int32_t average) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
     PoolHold hold(pool_);
-    server(number)->statistics = {1, average, 0, 0};
-    placeServer(pool_, server(number));
+    placeServer(pool_, server(number), allocationListOf(1, average, 100));
   }
 
   ServerPool* pool_ = nullptr;
