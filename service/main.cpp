@@ -34,7 +34,7 @@ bool dispatch(char* argument) {
 }
 
 // 1. The log lock, before anything can be reported.
-// 2. The layer, the names of the files, the settings.
+// 2. The layer, the settings.
 // 3. The command.
 // 4. The end of the pools. The polling threads leave the layer and are not waited for otherwise; from here on
 //    only this thread reports.
@@ -43,8 +43,7 @@ int run(int argc, char** argv) {
   createLogLock();
   const char* programPath = argc > 0 ? argv[0] : "";
   LayerStartup(programPath, OSresFunc, 0);
-  nameFiles(programPath, argc > 1 ? argv[1] : "-bad");
-  readSettings();
+  setSettings(readSettings(programPath, argc > 1 ? argv[1] : "-bad"));
   debugLog("Debug is ON", 0, settings().debugLevel);
 
   bool ran = false;

@@ -13,20 +13,10 @@ namespace nimbolsp {
 
 namespace {
 
-constexpr int kMaximumPools = 64;
-constexpr int kMaximumServers = 256;  // of a pool
-constexpr std::int32_t kMillisecondsPerSecond = 1000;
-constexpr std::int32_t kDefaultPollInterval = 30 * kMillisecondsPerSecond;
-
-// Value `number`, from 1, of the keys "Pool1", "Pool2", ... or "Server1", "Server2", ...
-std::string readNumbered(const char* section, const char* stem, int number) {
-  return readProfile(section, (stem + std::to_string(number)).c_str());
-}
-
 // How many of the numbered keys there are; the first missing or empty one ends the count.
-int countNumbered(const char* section, const char* stem, int maximum) {
+int countNumbered(const char* section, KeyId key) {
   int count = 0;
-  while (count < maximum && !readNumbered(section, stem, count + 1).empty()) ++count;
+  while (count < kProfileKeys[key].highest && !readText(section, key, count + 1).empty()) ++count;
   return count;
 }
 
@@ -48,14 +38,13 @@ void fillServer(PoolServer* server, const std::string& entry) {
 
 std::uint32_t loadPool(const std::string& name) {
   const char* section = name.c_str();
-  const int count = countNumbered(section, "Server", kMaximumServers);
+  const int count = countNumbered(section, kServer);
   if (count == 0) return kStringEmptyPool;
-  const std::int32_t interval = pollIntervalOf(parseDecimal(readProfile(section, "PollTimer")));
-  ServerPool* pool = createPool(section, static_cast<std::int16_t>(count), interval);
+  ServerPool* pool = createPool(section, static_cast<std::int16_t>(count), readNumber(section, kPollTimer));
   chainServers(pool);
   for (int i = 0; i < count; ++i) {
     PoolServer* server = &pool->servers[static_cast<std::size_t>(i)];
-    fillServer(server, readNumbered(section, "Server", i + 1));
+    fillServer(server, readText(section, kServer, i + 1));
     if (!startPolling(server)) return kStringThreadFailed;
   }
   return 0;
@@ -69,21 +58,16 @@ ServerEndpoint parseServerEntry(const std::string& entry) {
   return {inet_addr(entry.substr(0, colon).c_str()), parseDecimal(entry.substr(colon + 1))};
 }
 
-std::int32_t pollIntervalOf(std::int32_t seconds) {
-  const std::int32_t interval = wrapMultiply(seconds, kMillisecondsPerSecond);
-  return interval == 0 ? kDefaultPollInterval : interval;
-}
-
 std::int32_t readServicePort() {
-  return readSetupNumber("Port");
+  return readNumber(kSetupSection, kPort);
 }
 
 std::uint32_t loadPools() {
   if (readServicePort() == 0) return kStringNoPort;
-  const int count = countNumbered("Setup", "Pool", kMaximumPools);
+  const int count = countNumbered(kSetupSection, kPool);
   if (count == 0) return kStringNoPools;
   for (int i = 1; i <= count; ++i) {
-    if (const std::uint32_t error = loadPool(readNumbered("Setup", "Pool", i))) return error;
+    if (const std::uint32_t error = loadPool(readText(kSetupSection, kPool, i))) return error;
   }
   return 0;
 }

@@ -17,9 +17,6 @@ struct ServerEndpoint {
 // Splits a server's entry at its first colon. Pure.
 ServerEndpoint parseServerEntry(const std::string& entry);
 
-// The poll interval in milliseconds for a setting in seconds: 30 seconds for 0. Pure.
-std::int32_t pollIntervalOf(std::int32_t seconds);
-
 // The service's port: the number that `Port` of section "Setup" holds.
 std::int32_t readServicePort();
 

@@ -1,49 +1,55 @@
 #include "service/settings.h"
 
 #include "nimboxi/profile.h"
-#include "service/wire/numbers.h"
 
 namespace nimbolsp {
 
 namespace {
 
 constexpr std::uint32_t kValueSize = 256;  // a value's bytes with its NUL
-constexpr std::int32_t kDefaultLogLineThreshold = 256;
-constexpr std::int32_t kDefaultBucketSize = 100;
 
-}  // namespace
-
-Settings& settings() {
+// Never destroyed: a polling thread may read it while the process ends.
+Settings& current() {
   static Settings& only = *new Settings;
   return only;
 }
 
-std::string readProfile(const char* section, const char* key) {
+std::string readFrom(const std::string& profile, const char* section, const std::string& key) {
   char value[kValueSize];
-  if (GetPrivateProfileString(section, key, "", value, kValueSize, settings().profilePath.c_str()) == 0) {
-    return {};
-  }
+  if (GetPrivateProfileString(section, key.c_str(), "", value, kValueSize, profile.c_str()) == 0) return {};
   return value;
 }
 
-std::int32_t readSetupNumber(const char* key) {
-  return parseDecimal(readProfile("Setup", key));
+}  // namespace
+
+const Settings& settings() {
+  return current();
 }
 
-void nameFiles(const std::string& programPath, const std::string& commandWord) {
-  settings().profilePath = programPath + ".ini";
-  settings().logFilePath = programPath + commandWord + ".log";
+void setSettings(const Settings& all) {
+  current() = all;
 }
 
-void readSettings() {
-  Settings& all = settings();
-  all.logLineThreshold = readSetupNumber("LogLineThreshold");
-  if (all.logLineThreshold < 1) all.logLineThreshold = kDefaultLogLineThreshold;
-  all.quietMode = readSetupNumber("QuietMode") != 0;
-  all.bucketSize = readSetupNumber("BucketSize");
-  if (all.bucketSize <= 0) all.bucketSize = kDefaultBucketSize;
-  all.runningAsService = false;
-  all.debugLevel = lowInt16(readSetupNumber("DebugMode"));
+Settings readSettings(const std::string& programPath, const std::string& commandWord) {
+  Settings all;
+  all.profilePath = programPath + ".ini";
+  all.logFilePath = programPath + commandWord + ".log";
+  const auto read = [&](KeyId key) {
+    return keyNumber(key, readFrom(all.profilePath, kSetupSection, keyName(key, 0)));
+  };
+  all.logLineThreshold = read(kLogLineThreshold);
+  all.quietMode = read(kQuietMode) != 0;
+  all.bucketSize = read(kBucketSize);
+  all.debugLevel = static_cast<std::int16_t>(read(kDebugMode));
+  return all;
+}
+
+std::string readText(const char* section, KeyId key, int number) {
+  return readFrom(settings().profilePath, section, keyName(key, number));
+}
+
+std::int32_t readNumber(const char* section, KeyId key) {
+  return keyNumber(key, readText(section, key));
 }
 
 }  // namespace nimbolsp

@@ -127,7 +127,9 @@ std::int32_t portOfProfile(const std::string& profile) {
   if (access(profile.c_str(), R_OK) != 0) {
     throw std::invalid_argument(profile + " cannot be read: give --port or --profile");
   }
-  settings().profilePath = profile.find('/') == std::string::npos ? "./" + profile : profile;
+  Settings found;
+  found.profilePath = profile.find('/') == std::string::npos ? "./" + profile : profile;
+  setSettings(found);
   const std::int32_t port = readServicePort();
   if (port == 0) throw std::invalid_argument(profile + " has no Port in section [Setup]");
   return port;

@@ -105,10 +105,10 @@ TEST_F(AllocationTest, Choice) {
 
 TEST_F(AllocationTest, DebugLinesOfLevelTwo) {
   const std::string candidates = " servers as possible candidates to take the request\n";
-  settings().debugLevel = 1;
+  set(&Settings::debugLevel, 1);
   fill({{0, 0}});
   allocate();
-  settings().debugLevel = 2;
+  set(&Settings::debugLevel, 2);
   fill({{1, 30, 9}, {1, 30, 5}});
   allocate();
   EXPECT_EQ(log(),

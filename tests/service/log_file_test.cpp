@@ -38,6 +38,7 @@ TEST_F(LogFileTest, ReportCutsTheFullFileToItsNewerHalf) {
     std::int32_t threshold;
     std::string before, kept;
   } cases[] = {
+      // Pins(threshold-one)
       {"threshold 1: grows without limit", 1, numbered(1, 50), numbered(1, 50)},
       {"empty lines count, an unterminated one does not", 3, "\n\nc", "\n\nc"},
       {"threshold 3 drops one line", 3, "a\nb\nc\n", "b\nc\n"},
@@ -49,7 +50,7 @@ TEST_F(LogFileTest, ReportCutsTheFullFileToItsNewerHalf) {
   };
   for (const auto& row : cases) {
     SCOPED_TRACE(row.name);
-    settings().logLineThreshold = row.threshold;
+    set(&Settings::logLineThreshold, row.threshold);
     folder_.write("nimbolsp-test.log", row.before);
     const ino_t inode = inodeOf(settings().logFilePath);
     logText("new");
@@ -64,7 +65,7 @@ TEST_F(LogFileTest, ReportCutsTheFullFileToItsNewerHalf) {
 TEST_F(LogFileTest, InterruptedCutLosesNothing) {
   signal(SIGXFSZ, SIG_IGN);
   const std::string first(100, 'a'), kept = numbered(1, 20000);
-  settings().logLineThreshold = 2;
+  set(&Settings::logLineThreshold, 2);
   folder_.write("nimbolsp-test.log", first + "\n" + kept);
   rlimit limit{};
   getrlimit(RLIMIT_FSIZE, &limit);
@@ -80,13 +81,13 @@ TEST_F(LogFileTest, FileThatCannotBeWrittenCostsOnlyTheFile) {
   for (const std::string& path :
        {folder_.path(), folder_.file("missing/a.log"), folder_.file(std::string(5000, 'n')),
         folder_.file("fifo"), std::string("/dev/full"), std::string("/dev/zero")}) {
-    settings().logFilePath = path;
+    set(&Settings::logFilePath, path);
     EXPECT_EQ(terminalOf([] { logText("seen"); }), "seen\n");
   }
 }
 
 TEST_F(LogFileTest, PipeGetsTheLinesWhileItIsRead) {
-  settings().logFilePath = folder_.file("fifo");
+  set(&Settings::logFilePath, folder_.file("fifo"));
   mkfifo(folder_.file("fifo").c_str(), 0600);
   const Descriptor reader(open(folder_.file("fifo").c_str(), O_RDONLY | O_NONBLOCK));
   logText("read");
@@ -111,7 +112,7 @@ TEST_F(LogFileTest, LineBeginsWithTheLocalTimeOfTheZoneOfTheMoment) {
 }
 
 TEST_F(LogFileTest, LinesOfSeveralThreadsStayWhole) {
-  settings().logLineThreshold = 64;  // cut all the time
+  set(&Settings::logLineThreshold, 64);  // cut all the time
   std::vector<std::thread> threads;
   for (const char letter : {'a', 'b', 'c', 'd'}) {
     threads.emplace_back([letter] {

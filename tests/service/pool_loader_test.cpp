@@ -18,15 +18,15 @@ namespace {
 class PoolLoaderTest : public ServiceTest {
  protected:
   PoolLoaderTest() {
-    settings().debugLevel = 1;
-    settings().logLineThreshold = 100000;
+    set(&Settings::debugLevel, 1);
+    set(&Settings::logLineThreshold, 100000);
   }
 
   // Loads pools "P" of a section "P" with these lines, and waits until each of `threads` threads has told its
   // start and sleeps.
   std::uint32_t load(const std::string& pools, const std::string& servers, int threads) {
-    settings().profilePath = folder_.write(
-        "profile.ini", "[Setup]\r\nPort=1\r\n" + pools + "\r\n[P]\r\nPollTimer=3600\r\n" + servers);
+    set(&Settings::profilePath, folder_.write("profile.ini", "[Setup]\r\nPort=1\r\n" + pools +
+                                                                 "\r\n[P]\r\nPollTimer=3600\r\n" + servers));
     const std::uint32_t error = loadPools();
     EXPECT_TRUE(eventually([&] { return std::ranges::count(rawLog(), '\n') == threads; })) << rawLog();
     logText("the lock is free");  // the last of them has let go of it
@@ -66,11 +66,6 @@ TEST(ServerEntry, SplitAtTheFirstColon) {
     EXPECT_STREQ(inet_ntoa({endpoint.ipAddress}), row.address) << row.entry;
     EXPECT_EQ(endpoint.port, row.port) << row.entry;
   }
-}
-
-TEST(PollInterval, IsInMillisecondsAndNeverZero) {
-  EXPECT_EQ(pollIntervalOf(1 << 29), 30000) << "the product wraps to 0";
-  EXPECT_EQ(pollIntervalOf(3000000), -1294967296) << "an unsigned product in a signed field";
 }
 
 TEST_F(PoolLoaderTest, Of70PoolsTheFirst64AreLoadedAndAGapEndsTheServers) {

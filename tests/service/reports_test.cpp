@@ -25,7 +25,7 @@ TEST_F(ReportsTest, TerminalAndLogTellTheSame) {
     logText("Load: 37% %s %n");
     logMessage(7);  // an unknown id is an empty line
     debugLog("not at level 0", 0, 1);
-    settings().runningAsService = true;
+    set(&Settings::runningAsService, true);
     reportStatus(kStringStarted);  // a service reports none
   };
   EXPECT_EQ(terminalOf(report), "Load: 37% %s %n\n\n");

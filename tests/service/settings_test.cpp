@@ -1,4 +1,4 @@
-// The settings of the profile, right and wrong.
+// The profile's numbers, right and wrong, and the settings that they make.
 #include "service/settings.h"
 
 #include "tests/support/service_test.h"
@@ -6,29 +6,39 @@
 namespace nimbolsp {
 namespace {
 
+TEST(ProfileKeys, NumbersOutOfTheirLimits) {
+  const struct {
+    KeyId key;
+    const char* value;
+    std::int32_t number;
+  } cases[] = {
+      {kPort, "70000x", 70000},
+      {kPort, "", 0},
+      {kLogLineThreshold, "0", 256},
+      {kLogLineThreshold, "1", 1},
+      {kBucketSize, "-5", 100},
+      {kBucketSize, "3000000000", 100},
+      {kDebugMode, "65537", 1},
+      {kDebugMode, "-1", -1},
+      {kPollTimer, "5", 5000},
+      {kPollTimer, "0", 30000},
+      {kPollTimer, "536870912", 30000},  // the product wraps to 0
+      {kPollTimer, "3000000", -1294967296},
+  };
+  for (const auto& row : cases) EXPECT_EQ(keyNumber(row.key, row.value), row.number) << row.value;
+}
+
 using SettingsTest = ServiceTest;
 
-TEST_F(SettingsTest, WrongValuesBecomeTheDefaults) {
-  const struct {
-    const char *threshold, *quiet, *bucketSize, *debug;
-    const char* settings;
-  } cases[] = {
-      {"", "", "", "", "256 0 100 0"},         {"2", "1", "250", "2", "2 1 250 2"},
-      {"0", "0", "0", "0", "256 0 100 0"},     {"-1", "-1", "-5", "-1", "256 1 100 -1"},
-      {"x", "yes", "abc", "x", "256 0 100 0"}, {"1", "2", "3000000000", "65537", "1 1 100 1"},
-  };
-  for (const auto& row : cases) {
-    SCOPED_TRACE(row.settings);
-    nameFiles(folder_.file("program" + std::to_string(&row - cases)), "");  // a file never read before
-    folder_.write("program" + std::to_string(&row - cases) + ".ini",
-                  std::string("[Setup]\nLogLineThreshold=") + row.threshold + "\nQuietMode=" + row.quiet +
-                      "\nBucketSize=" + row.bucketSize + "\nDebugMode=" + row.debug);
-    readSettings();
-    const Settings& all = settings();
-    EXPECT_EQ(std::to_string(all.logLineThreshold) + " " + std::to_string(all.quietMode) + " " +
-                  std::to_string(all.bucketSize) + " " + std::to_string(all.debugLevel),
-              row.settings);
-  }
+TEST_F(SettingsTest, EachIsReadByItsKey) {
+  folder_.write("program.ini", "[Setup]\nLogLineThreshold=2\nQuietMode=-1\nBucketSize=3\nDebugMode=65540\n");
+  const Settings all = readSettings(folder_.file("program"), "-Word");
+  EXPECT_EQ(all.logFilePath, folder_.file("program-Word.log"));
+  EXPECT_EQ(all.logLineThreshold, 2);
+  EXPECT_TRUE(all.quietMode);
+  EXPECT_EQ(all.bucketSize, 3);
+  EXPECT_EQ(all.debugLevel, 4);
+  EXPECT_FALSE(readSettings(folder_.file("no program"), "").quietMode);
 }
 
 }  // namespace

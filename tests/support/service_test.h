@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <type_traits>
 
 #include "nimboxi/layer.h"
 #include "service/layer_gate.h"
@@ -23,9 +24,8 @@ class ServiceTest : public testing::Test {
     setenv("NIMBOXIDIR", folder_.path().c_str(), 1);
     createLogLock();
     LayerStartup(folder_.file("nimbolsp").c_str(), OSresFunc, 0);
-    settings() = Settings{};
-    nameFiles(folder_.file("nimbolsp"), "-test");
-    settings().quietMode = true;
+    setSettings(readSettings(folder_.file("nimbolsp"), "-test"));
+    set(&Settings::quietMode, true);
     stopPolling = false;
     openLayerGate();
   }
@@ -33,6 +33,14 @@ class ServiceTest : public testing::Test {
     destroyAllPools();
     closeLogLock();
     LayerShutdown();
+  }
+
+  // Changes one of the settings.
+  template <typename Value>
+  static void set(Value Settings::*setting, const std::type_identity_t<Value>& value) {
+    Settings all = settings();
+    all.*setting = value;
+    setSettings(all);
   }
 
   // The log's bytes, and its lines without their timestamps.
@@ -43,7 +51,7 @@ class ServiceTest : public testing::Test {
   // What a report writes to the terminal.
   template <typename Report>
   static std::string terminalOf(Report report) {
-    settings().quietMode = false;
+    set(&Settings::quietMode, false);
     testing::internal::CaptureStdout();
     report();
     return testing::internal::GetCapturedStdout();
