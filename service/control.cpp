@@ -29,13 +29,17 @@ std::uint32_t sendStop(std::int32_t port) {
 
 }  // namespace
 
+bool isLaunched(std::int32_t result) {
+  // Required(wide-success): any result of 32 and above, unsigned, is a success: also a shell that failed with
+  // a status of its own, and a failed wait. The launched copy reports its own errors to its own log.
+  return static_cast<std::uint32_t>(result) >= RUN_SUCCEEDED;
+}
+
 bool startProcess(const char* runKeyword) {
   char program[MAX_PATH_BYTES];
   GetModuleFileName(MAIN_MODULE_HANDLE, program, sizeof program);
   const std::string commandLine = nimboxi::shellWord(program) + " " + runKeyword;
-  // Required(wide-success): any result of 32 and above, unsigned, is a success: also a shell that failed with
-  // a status of its own, and a failed wait. The launched copy reports its own errors to its own log.
-  return static_cast<std::uint32_t>(WinExec(commandLine.c_str(), kShowWindow)) >= RUN_SUCCEEDED;
+  return isLaunched(WinExec(commandLine.c_str(), kShowWindow));
 }
 
 bool stopProcess() {

@@ -10,6 +10,7 @@
 
 namespace {
 
+// Pins(usage-three-lines)
 const std::string kUsage =
     "The Nimbo Load Sharing Process:\n"
     "To start the process: nimbolsp -start\n"

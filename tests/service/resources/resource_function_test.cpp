@@ -70,6 +70,7 @@ TEST(ResourceTables, AppendedStringsAreSearchedInDescendingOrder) {
   EXPECT_EQ(findString(tables, 17), nullptr) << "stops at 15, and none is built in";
   EXPECT_STREQ(findString(tables, 12)->text, "Process stopped") << "stops at 3, and one is built in";
   EXPECT_STREQ(findString(tables, 1)->text, "-START") << "runs off the end";
+  // Pins(signed-string-id)
   EXPECT_EQ(findString(tables, 0x80000014), nullptr) << "an id that is negative when signed";
 }
 
@@ -78,8 +79,9 @@ TEST(ResourceTables, HighestDialogIdTakesIdsForPlacesAndId0IsBuiltIn) {
   dialogs[0].id = 1;
   dialogs[1].id = 700;
   ResourceTables tables;
-  EXPECT_NE(findResource(tables, 0, RT_DIALOG), nullptr);
+  EXPECT_NE(findResource(tables, 0, RT_DIALOG), nullptr);  // Pins(dialog-zero)
   tables.appendedDialogs = dialogs;
+  // Pins(highest-dialog)
   EXPECT_EQ(highestId(tables, RT_DIALOG), 4U) << "places 0, 2 and 3; 700 is not seen";
   dialogs[3].id = 0xFFFFFFFF;
   EXPECT_EQ(highestId(tables, RT_DIALOG), 0x100000000U);
@@ -89,7 +91,7 @@ TEST(ResourceFunction, LoadStringCutsTextsAndCountsTheSize) {
   char buffer[] = "untouched";
   EXPECT_EQ(OSresFunc(RESOURCE_LOAD_STRING, 14, number(buffer), -1), 0);
   EXPECT_STREQ(buffer, "untouched");
-  EXPECT_EQ(OSresFunc(RESOURCE_LOAD_STRING, 14, number(buffer), 8), 8);
+  EXPECT_EQ(OSresFunc(RESOURCE_LOAD_STRING, 14, number(buffer), 8), 8);  // Pins(cut-counts-size)
   EXPECT_STREQ(buffer, "nimbols");
   EXPECT_EQ(OSresFunc(RESOURCE_LOAD_STRING, 0x10000000E, number(buffer), 9), 8) << "the low 32 bits";
   EXPECT_STREQ(buffer, "nimbolsp");

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include "tests/support/test_client.h"
 
@@ -39,6 +40,18 @@ TEST_F(TcpSocketTest, HostIsADottedAddressOrThisMachine) {
     socket.create();
     EXPECT_EQ(socket.connectToHost(row.host, row.port), row.connects) << row.port;
   }
+}
+
+// Pins(no-receive-timeout)
+TEST_F(TcpSocketTest, ReceiveWaitsWithoutLimit) {
+  TestClient peer(port_);
+  TcpSocket socket(listening_.accept());
+  char byte;
+  ASSERT_TRUE(peer.send("1") && socket.receiveExactly(&byte, 1));
+  timeval limit{1, 1};
+  socklen_t size = sizeof limit;
+  getsockopt(socket.descriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, &size);
+  EXPECT_EQ(limit.tv_sec + limit.tv_usec, 0);
 }
 
 TEST_F(TcpSocketTest, DescriptorIsClosedOnce) {
