@@ -10,7 +10,7 @@ namespace {
 constexpr std::uint32_t kClosed = 1U << 31;
 
 // The number of visits under way, and `kClosed`. Without a destructor: late threads still ask it.
-constinit std::atomic<std::uint32_t> gate{0};
+constinit std::atomic<std::uint32_t> gate{kClosed};
 
 void leave() {
   if (gate.fetch_sub(1) - 1 == kClosed) gate.notify_all();

@@ -23,7 +23,7 @@ class LayerVisit {
 // Refuses visits from now on and waits until those under way are over. Call without any lock.
 void closeLayerGate();
 
-// Admits visits again, as at the start of the process.
+// Admits visits. It is closed until the layer has started.
 void openLayerGate();
 
 }  // namespace nimbolsp

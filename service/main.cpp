@@ -5,6 +5,7 @@
 #include "nimboxi/layer.h"
 #include "nimboxi/text.h"
 #include "service/control.h"
+#include "service/layer_gate.h"
 #include "service/listener.h"
 #include "service/log_file.h"
 #include "service/reports.h"
@@ -34,7 +35,7 @@ bool dispatch(char* argument) {
 }
 
 // 1. The log lock, before anything can be reported.
-// 2. The layer, the settings.
+// 2. The layer, the gate to it, the settings.
 // 3. The command.
 // 4. The end of the pools. The polling threads leave the layer and are not waited for otherwise; from here on
 //    only this thread reports.
@@ -43,6 +44,7 @@ int run(int argc, char** argv) {
   createLogLock();
   const char* programPath = argc > 0 ? argv[0] : "";
   LayerStartup(programPath, OSresFunc, 0);
+  openLayerGate();
   setSettings(readSettings(programPath, argc > 1 ? argv[1] : "-bad"));
   debugLog("Debug is ON", 0, settings().debugLevel);
 

@@ -21,6 +21,26 @@ bool isAllocationList(std::int16_t index) {
   return static_cast<std::uint16_t>(index) < kAllocationLists;
 }
 
+// Unlinks an item from a list and returns what followed it; null, and nothing changed, when it is not in it.
+PoolServer* unlinkFromList(PoolServer** head, PoolServer* item) NIMBOXI_REQUIRES(poolGuard) {
+  for (PoolServer** link = head; *link != nullptr; link = &(*link)->next) {
+    if (*link != item) continue;
+    PoolServer* following = item->next;
+    *link = following;
+    item->next = nullptr;
+    return following;
+  }
+  return nullptr;
+}
+
+// Takes a server out of its allocation list; `listIndex` becomes -1.
+void removeFromList(ServerPool* pool, PoolServer* server) NIMBOXI_REQUIRES(poolGuard) {
+  if (!isAllocationList(server->listIndex)) return;
+  PoolServer** head = &pool->allocationLists[server->listIndex];
+  server->listIndex = -1;
+  unlinkFromList(head, server);
+}
+
 // Nobody waits for a polling thread: it may sit in a connect or a receive for as long as its server likes,
 // and keeps the pool's memory alive meanwhile.
 void waitForPollingThreads(ServerPool*) {
@@ -81,27 +101,9 @@ ServerPool* findPool(char* name, std::size_t length) {
   return nullptr;
 }
 
-PoolServer* unlinkFromList(PoolServer** head, PoolServer* item) {
-  for (PoolServer** link = head; *link != nullptr; link = &(*link)->next) {
-    if (*link != item) continue;
-    PoolServer* following = item->next;
-    *link = following;
-    item->next = nullptr;
-    return following;
-  }
-  return nullptr;
-}
-
 void pushToList(PoolServer** head, PoolServer* server) {
   server->next = *head;
   *head = server;
-}
-
-void removeFromList(ServerPool* pool, PoolServer* server) {
-  if (!isAllocationList(server->listIndex)) return;
-  PoolServer** head = &pool->allocationLists[server->listIndex];
-  server->listIndex = -1;
-  unlinkFromList(head, server);
 }
 
 void markUnavailable(PoolServer* server) {

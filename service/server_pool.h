@@ -106,12 +106,6 @@ void destroyAllPools();
 // The pool with a name, which is converted to upper case in place; null when there is none.
 ServerPool* findPool(char* name, std::size_t length);
 
-// Unlinks an item from a list and returns what followed it; null, and nothing changed, when it is not in it.
-PoolServer* unlinkFromList(PoolServer** head, PoolServer* item) NIMBOXI_REQUIRES(poolGuard);
-
-// Takes a server out of its allocation list; `listIndex` becomes -1.
-void removeFromList(ServerPool* pool, PoolServer* server) NIMBOXI_REQUIRES(poolGuard);
-
 // Withholds a server from allocation: moves it to the unallocated list. Does nothing for one that is already.
 void markUnavailable(PoolServer* server) NIMBOXI_EXCLUDES(logLock);
 

@@ -1,5 +1,6 @@
-// Polls of scripted servers by the real service, once a second, and what they make of the answers.
+// Polls of scripted servers by the real service, what they make of the answers, and its end in their midst.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <limits>
 #include <memory>
@@ -135,6 +136,37 @@ TEST_F(PollingTest, StatisticsOutOfRangeAreReportedAndUsed) {
   EXPECT_TRUE(waitForLog("Invalid statistic value received"));
   EXPECT_TRUE(waitForLog("[ DEBUG ] [ " + negative.entry() + " ] Load: -100%"));
   EXPECT_TRUE(waitForLog("[ DEBUG ] [ " + entries[0] + " ] Failed connecting to NIMBO server."));
+}
+
+// Seconds whose milliseconds wrap to 8: the threads poll without a pause.
+const std::string kNoPause = "PollTimer=115964117\r\n";
+
+TEST(Polling, EndsInOrderWhateverThePollersDo) {
+  FakeServer good, resetting, silent, refusing;
+  resetting.answerWith("", FakeServer::kReset);
+  silent.answerWith("", FakeServer::kKeepOpen);
+  refusing.refuse();
+  const Descriptor full(bindPort());  // a connection to it waits for ever
+  listen(full.number(), 0);
+  const TestClient filling(portOf(full.number()));
+
+  std::string servers;
+  int number = 0;
+  for (std::uint16_t port : {good.port(), good.port(), good.port(), resetting.port(), silent.port(),
+                             refusing.port(), portOf(full.number())}) {
+    servers += "Server" + std::to_string(++number) + "=" + std::to_string(port) + "\r\n";
+  }
+  DaemonProcess service(NIMBOLSP_PROGRAM);
+  service.writeProfile("Pool1=Web\r\nDebugMode=2\r\nLogLineThreshold=100\r\n",
+                       "\r\n[Web]\r\n" + kNoPause + servers);
+  for (int round = 0; round < 10; ++round) {
+    ASSERT_TRUE(service.startService());
+    ASSERT_TRUE(good.waitForPolls(20));
+    EXPECT_NE(ask(service.port(), "web"), "(no answer)");
+    EXPECT_EQ(service.stopService(), 0);
+    EXPECT_TRUE(service.log().ends_with("\nProcess stopped\n"));
+    service.folder().write("nimbolsp-run.log", "");
+  }
 }
 
 }  // namespace

@@ -1,17 +1,21 @@
-// The log on disk: what a report leaves in the file, whatever stands there.
+// Reports: what they leave in the log on disk, whatever stands there, what suppresses them, and their end at
+// the gate. Their texts show in the end-to-end tests.
 #include "service/log_file.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 
-#include <sstream>
+#include <filesystem>
 #include <thread>
-#include <vector>
 
+#include "service/layer_gate.h"
 #include "service/reports.h"
+#include "service/resources/string_table.h"
+#include "tests/support/eventually.h"
 #include "tests/support/service_test.h"
 #include "tests/support/test_client.h"
 
@@ -19,11 +23,6 @@ namespace nimbolsp {
 namespace {
 
 using LogFileTest = ServiceTest;
-
-ino_t inodeOf(const std::string& path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
-}
 
 std::string numbered(int first, int last) {
   std::string text;
@@ -48,14 +47,15 @@ TEST_F(LogFileTest, ReportCutsTheFullFileToItsNewerHalf) {
       {"an unterminated last line is continued", 2, "one\ntwo\nthree", "two\nthree"},
       {"a long kept line", 2, "a\n" + std::string(100000, 'x') + "\n", std::string(100000, 'x') + "\n"},
   };
+  clearLog();
+  std::filesystem::create_hard_link(folder_.file("nimbolsp-test.log"), folder_.file("twin"));
   for (const auto& row : cases) {
     SCOPED_TRACE(row.name);
     set(&Settings::logLineThreshold, row.threshold);
     folder_.write("nimbolsp-test.log", row.before);
-    const ino_t inode = inodeOf(settings().logFilePath);
     logText("new");
-    EXPECT_EQ(inodeOf(settings().logFilePath), inode);
     const std::string after = rawLog();
+    EXPECT_EQ(folder_.read("twin"), after) << "another file";
     EXPECT_EQ(after.size(), row.kept.size() + 24 + 1 + 4);
     EXPECT_TRUE(after.starts_with(row.kept) && after.ends_with(" new\n")) << after;
   }
@@ -84,17 +84,12 @@ TEST_F(LogFileTest, FileThatCannotBeWrittenCostsOnlyTheFile) {
     set(&Settings::logFilePath, path);
     EXPECT_EQ(terminalOf([] { logText("seen"); }), "seen\n");
   }
-}
-
-TEST_F(LogFileTest, PipeGetsTheLinesWhileItIsRead) {
   set(&Settings::logFilePath, folder_.file("fifo"));
-  mkfifo(folder_.file("fifo").c_str(), 0600);
   const Descriptor reader(open(folder_.file("fifo").c_str(), O_RDONLY | O_NONBLOCK));
-  logText("read");
-  char bytes[64];
-  const ssize_t length = read(reader.number(), bytes, sizeof bytes);
-  ASSERT_EQ(length, 25 + 5);
-  EXPECT_EQ(std::string(bytes + 25, 5), "read\n");
+  terminalOf([] { logText("read"); });
+  char line[64] = {};
+  ASSERT_EQ(read(reader.number(), line, sizeof line), 25 + 5);
+  EXPECT_STREQ(line + 25, "read\n");
 }
 
 TEST_F(LogFileTest, LineBeginsWithTheLocalTimeOfTheZoneOfTheMoment) {
@@ -111,19 +106,38 @@ TEST_F(LogFileTest, LineBeginsWithTheLocalTimeOfTheZoneOfTheMoment) {
   EXPECT_TRUE(before <= time && time <= std::time(nullptr)) << line;
 }
 
-TEST_F(LogFileTest, LinesOfSeveralThreadsStayWhole) {
-  set(&Settings::logLineThreshold, 64);  // cut all the time
-  std::vector<std::thread> threads;
-  for (const char letter : {'a', 'b', 'c', 'd'}) {
-    threads.emplace_back([letter] {
-      for (int i = 0; i < 60; ++i) logText(std::string(20, letter));
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  std::istringstream lines(log());
-  int count = 0;
-  for (std::string line; std::getline(lines, line); ++count) EXPECT_EQ(line, std::string(20, line[0]));
-  EXPECT_TRUE(32 <= count && count <= 64) << count;
+TEST(DebugLine, TagNamesWhatIsKnown) {
+  EXPECT_EQ(debugLine("text", inet_addr("10.0.0.5"), 5912), "[ DEBUG ] [ 10.0.0.5:5912 ] text");
+  EXPECT_EQ(debugLine("", inet_addr("255.255.255.255"), 70000), "[ DEBUG ] [ 255.255.255.255:70000 ] ");
+  EXPECT_EQ(debugLine("text", 0, -1), "[ DEBUG ] [ -1 ] text");
+  EXPECT_EQ(debugLine("text", inet_addr("10.0.0.5"), 0), "[ DEBUG ] text");
+}
+
+TEST_F(LogFileTest, TerminalAndLogTellTheSame) {
+  const auto report = [] {
+    logText("Load: 37% %s %n");
+    logMessage(7);  // an unknown id is an empty line
+    debugLog("not at level 0", 0, 1);
+    set(&Settings::runningAsService, true);
+    reportStatus(kStringStarted);  // a service reports none
+  };
+  EXPECT_EQ(terminalOf(report), "Load: 37% %s %n\n\n");
+  EXPECT_EQ(log(), "Load: 37% %s %n\n\n");
+}
+
+TEST_F(LogFileTest, LayerGateClosesBehindTheVisitsUnderWay) {
+  std::atomic<bool> inside = false;
+  std::thread visitor([&] {
+    const LayerVisit visit;
+    inside = true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    logText("still inside");
+  });
+  ASSERT_TRUE(eventually([&] { return inside.load(); }));
+  closeLayerGate();
+  EXPECT_EQ(log(), "still inside\n");
+  EXPECT_FALSE(LayerVisit());
+  visitor.join();
 }
 
 }  // namespace
