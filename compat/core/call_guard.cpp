@@ -1,4 +1,5 @@
-// The layer lock, lock objects, and the call guard.
+// Lock objects and thread keys, and on them the layer lock and the call guard. Every call of the layer comes
+// through here, from any thread.
 #include "compat/core/call_guard.h"
 
 #include <sched.h>
@@ -6,8 +7,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-
-#include "nimboxi/support/use_count.h"
 
 namespace nimboxi {
 
@@ -19,46 +18,34 @@ constexpr DWORD kNoKey = 0xFFFFFFFF;
 
 // Constant after LayerStartup.
 DWORD guardDepthKey = kNoKey;
+
+// Constant from LayerStartup to LayerShutdown, when no other thread is in the layer; null outside.
+std::atomic<LayerLock> layerLock{nullptr};
+
 std::atomic<DiagnosticHook> diagnosticHook{nullptr};
 
-// The layer lock. Atomic because a thread may be on its way in while LayerShutdown takes the lock away.
-// `layerMutex` is the same mutex; it stays known after that, and alive until the last of the users has left.
-std::atomic<LayerLock> layerLock{nullptr};
-std::atomic<LayerLock> layerMutex{nullptr};
-UseCount layerLockUsers;
-
-// The mutex that this thread's outermost entry locked; null outside, or when the entry found none.
-thread_local LayerLock heldLock = nullptr;
+// This thread's depth when the key cannot keep it, as no key was left or there is no memory for its value:
+// a depth that were lost would keep the lock locked, and all other threads out, for ever. 0 otherwise.
+thread_local std::uint32_t keylessDepth = 0;
 
 void report(const char* text, int error) {
   if (DiagnosticHook hook = diagnosticHook.load(std::memory_order_acquire)) hook(text, error);
 }
 
-void leaveUsers() {
-  LayerLock mutex = layerMutex.load(std::memory_order_relaxed);
-  if (layerLockUsers.letGo()) DestroyLock(&mutex);
+bool hasLayerLock() {
+  return layerLock.load(std::memory_order_acquire) != nullptr;
+}
+
+// Locks or unlocks the layer. The pointer is read once more: a lock that has gone since is reported.
+void changeLayerLock(void (*change)(LayerLock*)) {
+  LayerLock mutex = layerLock.load(std::memory_order_acquire);
+  change(&mutex);
 }
 
 void setGuardDepth(std::uint32_t depth) {
-  SetThreadValue(guardDepthKey, reinterpret_cast<void*>(static_cast<std::uintptr_t>(depth)));
-}
-
-// Locks the layer for the outermost entry of this thread.
-void lockLayer() {
-  LayerLock mutex = nullptr;
-  if (layerLockUsers.tryUse()) {
-    mutex = layerLock.load(std::memory_order_acquire);
-    if (mutex == nullptr) leaveUsers();
-  }
-  Lock(&mutex);
-  heldLock = mutex;
-}
-
-void unlockLayer() {
-  LayerLock mutex = heldLock;
-  heldLock = nullptr;
-  Unlock(&mutex);
-  if (mutex != nullptr) leaveUsers();
+  const auto value = reinterpret_cast<void*>(static_cast<std::uintptr_t>(depth));
+  const bool kept = guardDepthKey != kNoKey && pthread_setspecific(guardDepthKey, value) == 0;
+  keylessDepth = kept ? 0 : depth;
 }
 
 }  // namespace
@@ -68,26 +55,21 @@ void createGuardDepthKey() {
 }
 
 void createLayerLock() {
-  if (layerLock.load(std::memory_order_acquire) != nullptr) return;
-  // A thread that is still inside after an earlier shutdown keeps the old mutex alive: take that one back.
-  if (layerLockUsers.tryUse()) {
-    layerLock.store(layerMutex.load(std::memory_order_relaxed), std::memory_order_release);
-    return;
-  }
+  if (hasLayerLock()) return;
   LayerLock mutex = nullptr;
   CreateLock(&mutex);
-  if (mutex == nullptr) return;
-  layerMutex.store(mutex, std::memory_order_relaxed);
-  layerLockUsers.open();
   layerLock.store(mutex, std::memory_order_release);
 }
 
-void retireLayerLock() {
-  if (layerLock.exchange(nullptr, std::memory_order_acq_rel) != nullptr) leaveUsers();
+void destroyLayerLock() {
+  LayerLock mutex = layerLock.exchange(nullptr, std::memory_order_acq_rel);
+  DestroyLock(&mutex);
 }
 
 std::uint32_t guardDepth() {
-  return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(GetThreadValue(guardDepthKey)));
+  const void* kept = guardDepthKey == kNoKey ? nullptr : pthread_getspecific(guardDepthKey);
+  if (kept == nullptr) return keylessDepth;
+  return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(kept));
 }
 
 }  // namespace nimboxi
@@ -165,17 +147,16 @@ void YieldThread() {
 }
 
 void EnterLayer() {
-  if (layerLock.load(std::memory_order_acquire) == nullptr && heldLock == nullptr) return;
-  std::uint32_t depth = guardDepth();
-  if (depth == 0) lockLayer();
+  if (!hasLayerLock()) return;
+  const std::uint32_t depth = guardDepth();
+  if (depth == 0) changeLayerLock(Lock);
   setGuardDepth(depth + 1);
 }
 
 void LeaveLayer() {
-  // A thread that was inside when the lock was retired still has its mutex to give back.
-  if (layerLock.load(std::memory_order_acquire) == nullptr && heldLock == nullptr) return;
-  std::uint32_t depth = guardDepth();
-  if (depth == 1) unlockLayer();
+  if (!hasLayerLock()) return;
+  const std::uint32_t depth = guardDepth();
+  if (depth == 1) changeLayerLock(Unlock);
   // Required(leave-wraps): an unbalanced leave wraps the depth, and the thread never locks the layer again.
   setGuardDepth(depth - 1);
 }

@@ -41,9 +41,9 @@ void createGuardDepthKey();
 // Creates the layer lock unless it stands. Called by LayerStartup alone, before other threads use the layer.
 void createLayerLock();
 
-// Takes the layer lock away: guards are no-ops from now on. Threads that are inside, or on their way in, keep
-// the mutex until they leave; the last one destroys it. Called by LayerShutdown outside the guard.
-void retireLayerLock();
+// Destroys the layer lock if it stands: guards are no-ops from now on. Called by LayerShutdown outside the
+// guard, while no other thread is in the layer or on its way in.
+void destroyLayerLock();
 
 // The calling thread's nesting depth; 0 outside the layer or without the lock.
 std::uint32_t guardDepth();

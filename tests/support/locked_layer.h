@@ -23,7 +23,7 @@ class LockedLayer {
     std::filesystem::current_path(before_);
     nimboxi::dropProfileCache();
     nimboxi::setLayerProfilePath(nullptr);
-    nimboxi::retireLayerLock();
+    nimboxi::destroyLayerLock();
   }
 
   // Lines of the profile's section "Ports".

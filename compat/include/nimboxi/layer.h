@@ -19,8 +19,10 @@ extern "C" {
 // Returns 0, or LAYER_FONTS_FAILED after shutting itself down again.
 int32_t LayerStartup(const char* programPath, RESOURCE_FUNCTION resourceFunction, int32_t runWithoutLock);
 
-// Ends the layer: frees the texts, the libraries and the lock. Layer calls made afterwards, or under way in
-// other threads, still work and take no lock. A second call does nothing harmful.
+// Ends the layer: frees the texts, the libraries and the lock. The calling thread is the only one in the
+// layer: all others have come out of their last call before, none comes in meanwhile, and it is not between
+// EnterLayer and LeaveLayer itself. Afterwards calls still work and take no lock, so one thread alone may make
+// them; those that need what was freed find nothing. A second call does nothing harmful.
 void LayerShutdown();
 
 // The layer's user-interface text number `index` + 1, 0 to 134; null outside. Owned by the layer, valid until

@@ -75,9 +75,9 @@ int32_t LayerStartup(const char* programPath, RESOURCE_FUNCTION resourceFunction
   return fonts;
 }
 
-// 1. Inside the guard: fonts, texts, program path, error text, modules, printing, the profile cache. Other
-//    threads that ask meanwhile or later find nothing there.
-// 2. Outside: the lock itself.
+// 1. Inside the guard: fonts, texts, program path, error text, modules, printing, the profile cache. Calls
+//    that come later find nothing there.
+// 2. Outside: the lock itself, which no other thread wants any more.
 void LayerShutdown() {
   {
     CallGuard guard;
@@ -92,5 +92,5 @@ void LayerShutdown() {
     stopPrinting();
     dropProfileCache();
   }
-  retireLayerLock();
+  destroyLayerLock();
 }

@@ -1,17 +1,14 @@
-// The layer's start and end: where the profile stands, what runs without a lock, what late threads meet.
+// The layer's start and end: where the profile stands, what runs without a lock, what is there afterwards.
 #include "compat/services/layer/startup.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
-#include <atomic>
 #include <thread>
-#include <vector>
 
 #include "compat/services/profile/profile_path.h"
 #include "nimboxi/errors.h"
-#include "nimboxi/handles.h"
-#include "nimboxi/synch.h"
-#include "nimboxi/system.h"
+#include "nimboxi/text.h"
 #include "tests/support/started_layer.h"
 
 using namespace nimboxi;
@@ -31,6 +28,30 @@ TEST(LayerStartup, ProfileStandsWhereTheEnvironmentSaysElseBesideTheProgram) {
   }
 }
 
+TEST(LayerStartupDeathTest, NeedsNoThreadKeys) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own from the beginning
+  const auto use = [] {
+    CallGuard guard;
+    EXPECT_EQ(lstrlen("nested"), 6);
+    EXPECT_EQ(guardDepth(), 1U);
+    SetLastError(ERROR_GEN_FAILURE);
+    EXPECT_EQ(GetLastError(), 0) << "nothing can be kept";
+  };
+  const auto useWithoutKeys = [use] {
+    alarm(30);  // ends a wait for a lock that is never given back
+    for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) {
+    }
+    {
+      const StartedLayer layer;
+      EXPECT_NE(layer.profile().find("\r\n135=Restore defaults\r\n"), std::string::npos);
+      std::thread(use).join();
+      use();
+    }
+    std::exit(testing::Test::HasFailure() ? 1 : 0);
+  };
+  EXPECT_EXIT(useWithoutKeys(), testing::ExitedWithCode(0), "");
+}
+
 TEST(LayerShutdown, MayBeRepeatedAndFollowedByAStart) {
   const TempFolder folder;
   for (const int32_t withoutLock : {0, 0, 1}) {
@@ -43,26 +64,5 @@ TEST(LayerShutdown, MayBeRepeatedAndFollowedByAStart) {
       }
       LayerShutdown();
     }
-  }
-}
-
-TEST(LayerShutdown, ThreadsThatStillUseTheLayerMeetNothingFreed) {
-  std::atomic<int> passes{0};
-  const auto useLayer = [&passes](const std::stop_token& stop) {
-    HANDLE semaphore = CreateSemaphore(nullptr, 0, 1, nullptr);
-    char text[256];
-    for (; !stop.stop_requested(); ++passes) {
-      ReleaseSemaphore(semaphore, 1, nullptr);
-      EXPECT_EQ(WaitForSingleObject(semaphore, INFINITE), WAIT_OBJECT_0);
-      LoadString(MAIN_MODULE_HANDLE, 1, text, sizeof text);
-      SetLastErrorText("late");
-    }
-    CloseHandle(semaphore);
-  };
-  for (int round = 0; round < 5; ++round) {
-    std::vector<std::jthread> threads;
-    StartedLayer layer;  // ends before the threads do
-    for (int i = 0; i < 4; ++i) threads.emplace_back(useLayer);
-    for (const int before = passes; passes < before + 100;) std::this_thread::yield();
   }
 }
