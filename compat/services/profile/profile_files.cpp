@@ -9,12 +9,15 @@
 #include <new>
 
 #include "compat/core/ports/port_entries.h"
+#include "compat/services/profile/locked_file.h"
 #include "compat/services/profile/profile_index.h"
 #include "compat/services/profile/profile_path.h"
 #include "compat/services/profile/profile_text.h"
+#include "nimboxi/errors.h"
 #include "nimboxi/files.h"
 #include "nimboxi/handles.h"
 #include "nimboxi/memory.h"
+#include "nimboxi/ports.h"
 #include "nimboxi/profile.h"
 
 namespace nimboxi {
@@ -31,7 +34,7 @@ struct BlockDeleter {
 struct FileContents {
   std::unique_ptr<char, BlockDeleter> block;  // null for no data
   std::size_t size = 0;
-  bool complete = true;  // false: the file holds more than could be read
+  bool complete = true;  // false: there may be more than could be read
 
   std::string_view bytes() const { return {block.get(), size}; }
 };
@@ -71,8 +74,11 @@ FileContents readContents(HANDLE file, std::int64_t size) {
 
 FileContents ReadProfileFile(const char* path) {
   HANDLE file = CreateFile(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return {};
   FileContents contents;
+  if (file == INVALID_HANDLE_VALUE) {
+    contents.complete = GetLastError() == ERROR_FILE_NOT_FOUND;
+    return contents;
+  }
   std::int64_t size = 0;
   if (GetFileSizeEx(file, &size) && size > 0) contents = readContents(file, size);
   CloseHandle(file);
@@ -95,12 +101,34 @@ const ProfileCache* readCached(const char* path) NIMBOXI_REQUIRES(layerGuard) {
   return profileCache;
 }
 
-// Reads the profile at `path` from the disk.
-// Required(uncached-read-drops): this empties the cache also when it held another file; so a write or a
-// section read is what makes the next cached read see a file that was changed on disk.
-FileContents readUncached(const char* path) NIMBOXI_REQUIRES(layerGuard) {
-  dropCache();
-  return ReadProfileFile(path);
+// A key's line to be written.
+struct KeyLine {
+  const char* section;
+  const char* key;
+  const char* value;
+};
+
+// The line without its end, behind the header of a new section.
+std::string lineText(const ProfileCut& cut, bool hadContents, const KeyLine& line) {
+  std::string text;
+  if (cut.newSection) {
+    if (hadContents) text = kLineEnd;
+    text.append("[").append(line.section).append("]").append(kLineEnd);
+  }
+  return text.append(line.key).append("=").append(line.value);
+}
+
+// Changes an ordinary file.
+BOOL changeFile(const LockedFile& file, const KeyLine& line) {
+  std::string contents;
+  if (file.read(contents, kMaxProfileBytes)) {
+    const ProfileCut cut = cutProfile(contents, line.section, line.key);
+    std::string changed = lineText(cut, !contents.empty(), line);
+    changed.append(kLineEnd).append(cut.rest).append(cut.unread);
+    if (file.replace(contents, cut.head.size(), std::move(changed))) return TRUE;
+  }
+  SetLastErrorFromErrno();
+  return FALSE;
 }
 
 bool put(HANDLE file, std::string_view bytes) {
@@ -108,24 +136,44 @@ bool put(HANDLE file, std::string_view bytes) {
   return bytes.empty() || WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written);
 }
 
-bool writeProfile(HANDLE file, const ProfileCut& cut, bool hadContents, const char* section, const char* key,
-                  const char* value) {
+// Writes the whole text to what is no ordinary file: a port, a pipe.
+BOOL writeStream(const char* path, const KeyLine& line) {
+  const FileContents contents = ReadProfileFile(path);
+  if (!contents.complete) return FALSE;
+  const ProfileCut cut = cutProfile(contents.bytes(), line.section, line.key);
+  const std::string text = lineText(cut, contents.size > 0, line);
+  HANDLE file = CreateFile(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                           CREATE_ALWAYS, 0, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return FALSE;
   put(file, cut.head);
-  if (cut.newSection) {
-    if (hadContents) put(file, kLineEnd);
-    put(file, "[");
-    put(file, section);
-    put(file, "]\r\n");
-  }
-  put(file, key);
-  put(file, "=");
-  put(file, value);
+  put(file, text);
   // Required(line-end-is-success): success means that the end of the key's line was written, whatever becomes
   // of the rest.
   const bool written = put(file, kLineEnd);
   put(file, cut.rest);
   put(file, cut.unread);
+  CloseHandle(file);
   return written;
+}
+
+// Whether opening the name means a port's device. Reads the layer profile through the cache.
+bool isPort(const char* name) {
+  char entry[255];  // cut as CreateFile cuts it
+  return MapDeviceName(name, entry, sizeof entry) != DEVICE_FILE;
+}
+
+BOOL writeKey(const char* path, const KeyLine& line) NIMBOXI_REQUIRES(layerGuard) {
+  if (isPort(path)) return writeStream(path, line);
+  SetLastError(ERROR_SUCCESS);
+  {
+    const LockedFile file(path);
+    if (!file.isOpen()) {
+      SetLastErrorFromErrno();
+      return FALSE;
+    }
+    if (file.isOrdinary()) return changeFile(file, line);
+  }
+  return writeStream(path, line);
 }
 
 void readPortsEntry(const char* key, char* value, DWORD size) {
@@ -176,7 +224,10 @@ DWORD GetProfileString(const char* section, const char* key, const char* default
 DWORD GetPrivateProfileSection(const char* section, char* buffer, DWORD size, const char* fileName) {
   CallGuard guard;
   if (section == nullptr || buffer == nullptr || fileName == nullptr) return 0;
-  const FileContents contents = readUncached(ResolveProfileName(fileName));
+  // Required(uncached-read-drops): a section read and a write empty the cache also when it holds another
+  // file; they make the next cached read see a file that was changed on disk.
+  dropCache();
+  const FileContents contents = ReadProfileFile(ResolveProfileName(fileName));
   return copyProfileSection(readableText(contents.bytes()), section, buffer, size);
 }
 
@@ -188,17 +239,14 @@ BOOL WritePrivateProfileString(const char* section, const char* key, const char*
                                const char* fileName) {
   CallGuard guard;
   if (section == nullptr || key == nullptr || value == nullptr || fileName == nullptr) return FALSE;
-  const char* path = ResolveProfileName(fileName);
-  const FileContents contents = readUncached(path);
-  // The file is about to be truncated: one that could not be read to its end must not be.
-  if (!contents.complete) return FALSE;
-  const ProfileCut cut = cutProfile(contents.bytes(), section, key);
-  HANDLE file = CreateFile(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                           CREATE_ALWAYS, 0, nullptr);
-  dropCache();  // opening a file whose name looks like a port's reads the layer profile
-  if (file == INVALID_HANDLE_VALUE) return FALSE;
-  const bool written = writeProfile(file, cut, contents.size > 0, section, key, value);
-  CloseHandle(file);
+  dropCache();  // as a section read
+  BOOL written = FALSE;
+  try {
+    written = writeKey(ResolveProfileName(fileName), {section, key, value});
+  } catch (const std::bad_alloc&) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  }
+  dropCache();  // the name of a port had the layer profile read
   return written;
 }
 

@@ -1,7 +1,6 @@
 // The path of the layer profile, and the names that stand for it. Guarded by the layer guard.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "compat/core/call_guard.h"
@@ -11,15 +10,17 @@ namespace nimboxi {
 // A name that stands for the layer profile in a profile call, besides its own.
 inline constexpr const char* kLayerProfileAlias = "win.ini";
 
-// Sets the full path of the layer profile. Called by LayerStartup with a path under NIMBOXIDIR; null or the
-// empty string: the first use computes it from the program's own path.
+// Sets the full path of the layer profile, which NIMBOXIDIR and the name are not too long for. Called by
+// LayerStartup with a path under NIMBOXIDIR; null or the empty string: the first use computes it from the
+// program's own path.
 void setLayerProfilePath(const char* path);
 
-// The full path of the layer profile.
-const std::string& layerProfilePath() NIMBOXI_REQUIRES(layerGuard);
+// The full path of the layer profile. Valid until it is set anew.
+const char* layerProfilePath() NIMBOXI_REQUIRES(layerGuard);
 
-// The path of the layer profile of a program: beside it, by the path that its command line had.
-std::string layerProfilePathBeside(std::string_view programPath);
+// The folder of a program's layer profile, without a closing slash: its own, by the path that its command
+// line had.
+std::string_view layerProfileFolder(std::string_view programPath);
 
 // The path of the file that a profile call means by `fileName`, which is not null: the layer profile for
 // "win.ini" and "nimboxi.ini", else the name itself. Valid as long as the name and until the layer profile

@@ -1,15 +1,24 @@
-// The profile calls on real files: names, the one-entry cache, what is copied and what is written.
-#include "compat/services/profile/profile_path.h"
+// The profile calls on real files: names, the one-entry cache, what is copied and what is written, and what
+// becomes of a file when a write fails or meets another.
+#include "compat/services/profile/profile_files.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/wait.h>
 
-#include <array>
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <string>
-#include <vector>
+#include <thread>
 
+#include "compat/services/profile/profile_path.h"
+#include "nimboxi/errors.h"
 #include "nimboxi/profile.h"
+#include "tests/support/resource_limit.h"
 #include "tests/support/temp_folder.h"
+#include "tests/support/test_client.h"
 
 using namespace nimboxi;
 
@@ -19,83 +28,155 @@ using std::string_literals::operator""s;
 
 class ProfileFiles : public testing::Test {
  protected:
+  ProfileFiles() { std::filesystem::current_path(folder_.path()); }
+  ~ProfileFiles() override { std::filesystem::current_path(before_); }
+
   // The value of x in section A, "(none)" when there is none.
-  static std::string x(const std::string& path) {
+  static std::string x(const char* name) {
     char buffer[64];
-    return {buffer, GetPrivateProfileString("A", "x", "(none)", buffer, sizeof buffer, path.c_str())};
+    return {buffer, GetPrivateProfileString("A", "x", "(none)", buffer, sizeof buffer, name)};
   }
 
-  static bool write(const std::string& path, const char* value) {
-    return WritePrivateProfileString("A", "x", value, path.c_str());
+  static bool write(const char* name, const std::string& value, const std::string& key = "x") {
+    return WritePrivateProfileString("A", key.c_str(), value.c_str(), name);
   }
 
   TempFolder folder_;
+  const std::filesystem::path before_ = std::filesystem::current_path();
 };
 
 }  // namespace
 
 TEST_F(ProfileFiles, ValuesAreCutToTheBuffer) {
-  const std::string path = folder_.write("a.ini", "[A]\r\nlong=12345678901234567890\r\nempty=\r\n");
-  auto read = [&path](const char* key, const char* defaultValue, DWORD size) {
-    std::string buffer(10, '#');
-    const DWORD length = GetPrivateProfileString("A", key, defaultValue, buffer.data(), size, path.c_str());
-    return std::to_string(length) + ":" + buffer;
+  folder_.write("a.ini", "[A]\r\nlong=12345678901234567890\r\nempty=\r\n");
+  const struct {
+    const char* key;
+    const char* defaultValue;
+    DWORD size;
+    std::string result;
+  } cases[] = {
+      {"long", "d", 8, "7:1234567\0##"s},    {"long", "d", 0, "0:##########"},
+      {"empty", "d", 10, "0:\0#########"s},  // an empty value is a value
+      {"none", "abc", 3, "2:ab\0#######"s},  // the default is cut too
+      {"none", nullptr, 10, "0:##########"}, {nullptr, "d", 10, "0:##########"},
   };
-  EXPECT_EQ(read("long", "d", 8), "7:1234567\0##"s);
-  EXPECT_EQ(read("long", "d", 0), "0:##########");
-  EXPECT_EQ(read("empty", "d", 10), "0:\0#########"s) << "an empty value is a value";
-  EXPECT_EQ(read("none", "abc", 3), "2:ab\0#######"s) << "the default is cut too";
-  EXPECT_EQ(read(nullptr, "d", 10), "0:##########");
+  for (const auto& [key, defaultValue, size, result] : cases) {
+    std::string buffer(10, '#');
+    const DWORD length = GetPrivateProfileString("A", key, defaultValue, buffer.data(), size, "a.ini");
+    EXPECT_EQ(std::to_string(length) + ":" + buffer, result);
+  }
 }
 
+// Pins(uncached-read-drops)
 TEST_F(ProfileFiles, AFileIsReadOnceUntilSomethingEmptiesTheCache) {
-  const std::string path = folder_.file("a.ini");
-  const std::string other = folder_.file("b.ini");
   char buffer[32];
-  EXPECT_TRUE(write(other, "other")) << "a write makes the file";
-  EXPECT_EQ(x(path), "(none)");
+  EXPECT_TRUE(write("b.ini", "other")) << "a write makes the file";
+  EXPECT_EQ(x("a.ini"), "(none)");
   folder_.write("a.ini", "[A]\nx=1\n");
-  EXPECT_EQ(x(path), "1") << "a missing file is not kept";
+  EXPECT_EQ(x("a.ini"), "1") << "a missing file is not kept";
   folder_.write("a.ini", "[A]\nx=2\n");
-  EXPECT_EQ(x(path), "1") << "a change on disk is not seen";
-  EXPECT_EQ(x(other), "other");
-  EXPECT_EQ(x(path), "2") << "another file took the one entry";
+  EXPECT_EQ(x("a.ini"), "1") << "a change on disk is not seen";
+  EXPECT_EQ(x("b.ini"), "other");
+  EXPECT_EQ(x("a.ini"), "2") << "another file took the one entry";
   folder_.write("a.ini", "[A]\nx=3\n");
-  EXPECT_EQ(GetPrivateProfileSection("A", buffer, sizeof buffer, other.c_str()), 8u);
-  EXPECT_EQ(x(path), "3") << "a section read of any file empties it";
-  EXPECT_TRUE(write(path, "4"));
-  EXPECT_EQ(x(path), "4") << "so does a write";
+  EXPECT_EQ(GetPrivateProfileSection("A", buffer, sizeof buffer, "b.ini"), 8u);
+  EXPECT_EQ(x("a.ini"), "3") << "a section read of any file empties it";
+  EXPECT_TRUE(write("a.ini", "4"));
+  EXPECT_EQ(x("a.ini"), "4") << "so does a write";
 }
 
-TEST_F(ProfileFiles, WritesByteForByte) {
-  const std::vector<std::array<std::string, 3>> cases = {
+TEST_F(ProfileFiles, WritesByteForByteInTheFileThatALinkStandsFor) {
+  const struct {
+    const char* name;
+    std::string before;
+    std::string after;
+  } cases[] = {
       {"a new section", "[B]\r\nx=1\r\n", "[B]\r\nx=1\r\n\r\n[A]\r\nx=v\r\n"},
       {"old line ends stay, new ones are CR LF", "[A]\nx=1\ny=2\n", "[A]\nx=v\r\ny=2\n"},
+      {"a shorter text", "[A]\nx=12345\ny=2\n", "[A]\nx=v\r\ny=2\n"},
       {"no line end", "[A]\r\ny=1", "[A]\r\ny=1x=v\r\n"},
       {"nothing behind a NUL is lost", "[A]\nx=1\0tail\0"s, "[A]\nx=v\r\n\0tail\0"s},
       {"a file that begins with a NUL", "\0old"s, "\r\n[A]\r\nx=v\r\n\0old"s},
   };
+  std::filesystem::create_symlink("a.ini", folder_.file("link.ini"));
+  EXPECT_TRUE(write("link.ini", "v"));
+  EXPECT_EQ(folder_.read("a.ini"), "[A]\r\nx=v\r\n") << "a file that the link alone knew of";
+  std::filesystem::permissions(folder_.file("a.ini"), std::filesystem::perms{0642});
+  std::filesystem::create_hard_link(folder_.file("a.ini"), folder_.file("same.ini"));
   for (const auto& [name, before, after] : cases) {
-    EXPECT_TRUE(write(folder_.write("a.ini", before), "v"));
-    EXPECT_EQ(folder_.read("a.ini"), after) << name;
+    folder_.write("a.ini", before);
+    SetLastError(-1);
+    EXPECT_TRUE(write("link.ini", "v"));
+    EXPECT_EQ(GetLastError(), 0);
+    EXPECT_EQ(folder_.read("same.ini"), after) << name;
   }
+  EXPECT_EQ(std::filesystem::status(folder_.file("a.ini")).permissions(), std::filesystem::perms{0642});
 }
 
-TEST_F(ProfileFiles, AWriteThatCannotReadOrOpenLeavesEverythingAsItWas) {
+TEST_F(ProfileFiles, AWriteThatFailsLeavesEverythingAsItWas) {
   std::filesystem::create_directory(folder_.file("directory"));
   std::filesystem::resize_file(folder_.write("huge.ini", "[A]\nx=1\n"), std::uintmax_t{1} << 31);
   for (const char* name : {"directory", "huge.ini", "missing/a.ini"}) {
     SCOPED_TRACE(name);
-    EXPECT_EQ(x(folder_.file(name)), "(none)");
-    EXPECT_FALSE(write(folder_.file(name), "2"));
+    EXPECT_EQ(x(name), "(none)");
+    EXPECT_FALSE(write(name, "2"));
   }
   EXPECT_EQ(std::filesystem::file_size(folder_.file("huge.ini")), std::uintmax_t{1} << 31);
+
+  std::signal(SIGXFSZ, SIG_IGN);
+  const std::string text = "[A]\r\nx=1\r\ny=2\r\n";
+  folder_.write("full.ini", text);
+  for (const std::size_t room : {text.size() + 2, text.find('1') + 1}) {  // none to grow, none to change
+    const ResourceLimit noMoreBytes(RLIMIT_FSIZE, room);
+    EXPECT_FALSE(write("full.ini", "2345"));
+    EXPECT_FALSE(GetLastError() == 0 || (room < text.size() && write("full.ini", "2")));
+    EXPECT_EQ(folder_.read("full.ini"), text);
+  }
+}
+
+// When a file that is read cannot be opened for want of a descriptor, the write that follows may get one.
+TEST_F(ProfileFiles, AWriteTakesAFileThatItCannotOpenForNoEmptyOne) {
+  folder_.write("a.ini", "[A]\nother=1\n");
+  {
+    const ResourceLimit oneLeft(RLIMIT_NOFILE, ResourceLimit::descriptors(1));
+    const std::jthread rival([](const std::stop_token& stop) {
+      while (!stop.stop_requested()) close(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    });
+    for (int i = 0, failures = 0; failures < 200 && i < 50000; ++i) {
+      failures += !write("a.ini", std::to_string(i));
+    }
+  }
+  EXPECT_EQ(folder_.read("a.ini").substr(0, 12), "[A]\nother=1\n");
+}
+
+TEST_F(ProfileFiles, ProcessesThatWriteOneFileLoseNothing) {
+  const int kKeys = 200;
+  std::string expected = "[Ports]\nCOM3=/dev/ttyS2\n\n\n[A]\n";
+  folder_.write("a.ini", expected);
+  for (const char name : {'a', 'b', 'c', 'd'}) {
+    if (fork() != 0) continue;
+    for (int i = 0; i < kKeys; ++i) write("a.ini", "1", name + std::to_string(i));
+    _exit(0);
+  }
+  while (wait(nullptr) > 0) {
+  }
+  const std::string text = folder_.read("a.ini");
+  EXPECT_EQ(text.substr(0, expected.size()), expected);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\r'), 4 * kKeys);
+}
+
+TEST_F(ProfileFiles, ALockThatIsNotGivenBackIsWaitedForOnce) {
+  const Descriptor holder(open(folder_.write("a.ini", "").c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(flock(holder.number(), LOCK_EX), 0);
+  EXPECT_TRUE(write("a.ini", "1"));
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 50; ++i) EXPECT_TRUE(write("a.ini", "2"));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  EXPECT_EQ(folder_.read("a.ini"), "[A]\r\nx=2\r\n");
 }
 
 // Opening such a file reads its entry from the layer profile, which must not stay in the cache.
 TEST_F(ProfileFiles, AProfileNamedLikeAPortLeavesNoStaleEntry) {
-  const std::filesystem::path startFolder = std::filesystem::current_path();
-  std::filesystem::current_path(folder_.path());
   folder_.write("LPT9x.ini", "[A]\nx=file\n");
   setLayerProfilePath(folder_.write("layer.ini", "[A]\nx=1\n").c_str());
   EXPECT_EQ(x("LPT9x.ini"), "(none)") << "without an entry the port is meant";
@@ -107,10 +188,24 @@ TEST_F(ProfileFiles, AProfileNamedLikeAPortLeavesNoStaleEntry) {
   EXPECT_TRUE(write("win.ini", "after"));
   EXPECT_EQ(x("nimboxi.ini"), "after");
   setLayerProfilePath(nullptr);
-  std::filesystem::current_path(startFolder);
 }
 
+// Pins(line-end-is-success)
+TEST_F(ProfileFiles, APortGetsTheWholeTextAndItsLineEndDecides) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  const std::string rest = "y=" + std::string(10000, 'z') + "\r\n";
+  setLayerProfilePath(folder_.write("layer.ini", "[Ports]\nLPT1=device,parallelport\n").c_str());
+  for (const std::size_t room : {20000u, 5000u}) {
+    folder_.write("device", "[A]\r\nx=1\r\n" + rest);
+    const ResourceLimit deviceRoom(RLIMIT_FSIZE, room);
+    EXPECT_TRUE(write("LPT1", "12"));
+    EXPECT_EQ(folder_.read("device").substr(0, 100), ("[A]\r\nx=12\r\n" + rest).substr(0, 100));
+  }
+  setLayerProfilePath(nullptr);
+}
+
+// Pins(root-profile)
 TEST(LayerProfile, StandsBesideTheProgram) {
-  EXPECT_EQ(layerProfilePathBeside("/opt/a.b/nimbolsp"), "/opt/a.b/nimboxi.ini");
-  EXPECT_EQ(layerProfilePathBeside("nimbolsp"), "/nimboxi.ini");
+  EXPECT_EQ(layerProfileFolder("/opt/a.b/nimbolsp"), "/opt/a.b");
+  EXPECT_EQ(layerProfileFolder("nimbolsp"), "");
 }
