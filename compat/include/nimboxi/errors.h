@@ -1,5 +1,6 @@
 // The last error: how a layer call tells the calling thread why it failed. Each thread has its own; before
-// LayerStartup all threads share one. None of these functions enters the call guard or blocks.
+// LayerStartup all threads share one, and where the system has no thread key left for it, it stays 0. None of
+// these functions enters the call guard or blocks.
 #pragma once
 
 #include "nimboxi/types.h"
@@ -27,13 +28,14 @@ inline constexpr int32_t ERROR_ENVVAR_NOT_FOUND = 203;
 
 extern "C" {
 
-// Stores `code` as the calling thread's last error.
+// Stores `code` as the calling thread's last error; without memory for a thread's first it is lost.
 void SetLastError(int32_t code);
 
 // The calling thread's last error; 0 for a thread that never set one.
 int32_t GetLastError();
 
-// Replaces the calling thread's error text by a copy of `text`; null stands for the empty string.
+// Replaces the calling thread's error text by a copy of `text`; null stands for the empty string, and so does
+// any text without memory.
 void SetLastErrorText(const char* text);
 
 // Copies the calling thread's error text, cut to `size` - 1 bytes, and a NUL into `buffer`.

@@ -21,17 +21,18 @@ int32_t LayerStartup(const char* programPath, RESOURCE_FUNCTION resourceFunction
 
 // Ends the layer: frees the texts, the libraries and the lock. The calling thread is the only one in the
 // layer: all others have come out of their last call before, none comes in meanwhile, and it is not between
-// EnterLayer and LeaveLayer itself. Afterwards calls still work and take no lock, so one thread alone may make
-// them; those that need what was freed find nothing. A second call does nothing harmful.
+// EnterLayer and LeaveLayer itself. Afterwards calls still work and take no lock, so one thread alone may
+// make them; those that need what was freed find nothing. A second call does nothing harmful.
 void LayerShutdown();
 
-// The layer's user-interface text number `index` + 1, 0 to 134; null outside. Owned by the layer, valid until
-// the text is set again or freed. The two are the same.
+// The layer's user-interface text number `index` + 1, 0 to 134; null outside, and when there is none. Owned
+// by the layer, valid until the text is set again or freed, at the latest by LayerShutdown. The two are the
+// same.
 const char* GetLocalizedText(int32_t index);
 const char* GetLocalizedTextByIndex(int32_t index);
 
-// Replaces a text by a copy; an index outside 0 to 134 or a null text is ignored. A text set before
-// LayerStartup stays through it.
+// Replaces a text by a copy; an index outside 0 to 134 or a null text is ignored, and without memory the old
+// one stays. A text set before LayerStartup stays through it.
 void SetLocalizedText(int32_t index, const char* text);
 
 // Frees all texts; the getters give null from then on.

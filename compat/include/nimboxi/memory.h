@@ -8,7 +8,7 @@ inline constexpr DWORD BLOCK_ZEROED = 1;  // the flag that asks for zero-filled 
 
 extern "C" {
 
-// Allocates `size` bytes, 8-aligned. Sets last error 0.
+// Allocates `size` bytes, 8-aligned; 0 bytes are a block too. Sets last error 0.
 // Returns the data pointer, which FreeBlock frees; null without memory or for a negative size (last error 8).
 void* AllocBlock(DWORD flags, int32_t size);
 

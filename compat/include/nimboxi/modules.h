@@ -1,6 +1,6 @@
 // Modules (the main program, and libraries loaded at run time) and their resources. Every call enters the
-// call guard and sets last error 0. A module answers for its resources with the function `OSresFunc`. That,
-// and whatever runs when a library is loaded or unloaded, runs inside the guard: it must not wait for a
+// call guard and sets last error 0 first. A module answers for its resources with the function `OSresFunc`.
+// That, and whatever runs when a library is loaded or unloaded, runs inside the guard: it must not wait for a
 // thread that needs the layer.
 #pragma once
 
@@ -36,13 +36,14 @@ typedef intptr_t (*MODULE_ENTRY)(HMODULE module, intptr_t reason, intptr_t load)
 
 struct ResourceInfo;  // a resource that was found, and after LoadResource loaded
 
-// Loads a library, or counts one more use of it. The name is cut at its last dot and gets ".so".
+// Loads a library, or counts one more use of it. The name is cut at its last dot, unless that is its first
+// byte, and gets ".so"; the dynamic loader then looks for it in its own places.
 // Returns the module; 0 for a null or empty name; 0 with last error 31 and the loader's message as the error
 // text when it cannot be loaded.
 HMODULE LoadLibrary(const char* name);
 
-// Ends one use of a library and unloads it with the last, unless the setting "NoFreeLib" keeps all.
-// Returns 1, or 0 for an unknown module.
+// Ends one use of a library and unloads it with the last, unless the setting "NoFreeLib" keeps all. The main
+// program is merely forgotten, with its resources. Returns 1, or 0 for an unknown module.
 BOOL FreeLibrary(HMODULE module);
 
 // The address of a library's symbol; null when it has none, for a null argument and for the main program.
@@ -50,7 +51,8 @@ BOOL FreeLibrary(HMODULE module);
 void* GetProcAddress(HMODULE module, const char* symbol);
 
 // The module with a name as LoadLibrary takes it, or 0. A relative name counts from the directory of the
-// layer profile; a module that was loaded by a relative name is known by its last part.
+// layer profile. A module that was loaded by a name without a directory is found by it in any directory; one
+// that was loaded by a relative name with a directory is never found.
 HMODULE GetModuleHandle(const char* name);
 
 // Copies the module's name: the program path as the command line had it, or the library name that was loaded.
@@ -65,12 +67,12 @@ DWORD GetModuleFileName(HMODULE module, char* buffer, DWORD size);
 // frees it.
 ResourceInfo* FindResource(HMODULE module, const char* name, const char* type);
 
-// Loads a found resource. Returns `resource` itself, loaded or not; null for a null one and for a module that
-// is unknown or has no resource function.
+// Loads a found resource; one that is loaded stays as it is. Returns `resource` itself, loaded or not; null
+// for a null one and for a module that is unknown or has no resource function.
 ResourceInfo* LoadResource(HMODULE module, ResourceInfo* resource);
 
-// The data of a loaded resource, owned by it and valid until FreeResource; null when there is none, and once
-// its module has been unloaded.
+// The data of a loaded resource, owned by it and valid until FreeResource or until its module is unloaded;
+// null when there is none, and after that.
 void* LockResource(ResourceInfo* resource);
 
 // Tells the module that the data is not looked at any more. Returns 1; 0 for null.

@@ -1,5 +1,5 @@
 // Questions about the machine, the environment and the time since start, and the event log. The calls enter
-// the call guard unless said otherwise; only those on environment variables set the last error (0 first).
+// the call guard unless said otherwise; of them GetEnvironmentVariable alone sets the last error (0 first).
 #pragma once
 
 #include "nimboxi/types.h"
@@ -14,8 +14,9 @@ struct SystemInfo {
 
 extern "C" {
 
-// Milliseconds since LayerStartup in steps of 25, modulo 2^32. Right after the start it can be just below 0,
-// that is close to 2^32. Does not enter the call guard.
+// Milliseconds since LayerStartup in steps of 25, modulo 2^32; before it, since 1970. Right after the start
+// it can be just below 0, that is close to 2^32. Follows changes of the system's clock. Does not enter the
+// call guard.
 DWORD GetTickCount();
 
 // Blocks for `milliseconds`; 0 returns at once, and a signal ends the wait. Does not enter the call guard.
@@ -30,14 +31,17 @@ DWORD GetEnvironmentVariable(const char* name, char* buffer, DWORD size);
 // environment outside the layer. Returns 1, or 0 for a null name or one the system refuses.
 BOOL SetEnvironmentVariable(const char* name, const char* value);
 
-// Copies what is known of the processor, gathered by the first call. `info` may be null.
+// Copies what is known of the processor, gathered once, by the first call; also if that got nothing. `info`
+// may be null.
 void GetSystemInfo(SystemInfo* info);
 
 // The host's name. `size` holds the bytes of `buffer` and receives the name's length.
-// Returns 1; 0 with `size` unchanged when the name cannot be had or does not fit, and for a null argument.
+// Returns 1; 0 with `size` unchanged when the name cannot be had or does not fit (the buffer may then hold a
+// part of it without a NUL), and for a null argument.
 BOOL GetComputerName(char* buffer, DWORD* size);
 
-// The effective user's name. A name of exactly *size bytes is accepted, so `buffer` holds one byte more.
+// The effective user's name, of which the system gives 8 characters at most. A name of exactly *size bytes is
+// accepted, so `buffer` holds one byte more.
 // Returns 1 with the length in `size`; else 0 and an empty name: `size` unchanged when it is longer, 0 when
 // there is none. 0 for a null argument.
 BOOL GetUserName(char* buffer, DWORD* size);

@@ -31,7 +31,8 @@ int32_t lstrcmpi(const char* first, const char* second);
 int32_t StrNCmpI(const char* first, const char* second, DWORD count);
 
 // Writes `value` in `radix` 2 to 36 (digits, then lower-case letters). Only radix 10 knows a minus sign.
-//   buffer  holds 34 bytes at the most; another radix gives the empty string
+//   buffer  33 bytes are enough for every radix
+//   radix   any other gives the empty string
 // Returns the buffer.
 char* IntToText(int32_t value, char* buffer, int32_t radix);
 
@@ -53,7 +54,8 @@ BOOL CharToOemBuff(const char* source, char* destination, DWORD count);
 BOOL OemToCharBuff(const char* source, char* destination, DWORD count);
 
 // ---- Conversions. They do not enter the call guard. A null source gives an empty result and 0. A character
-// that the target cannot hold becomes 0xBF. ----
+// that the target cannot hold becomes 0xBF, the inverted question mark; so do the five bytes that the code
+// page leaves undefined. ----
 
 // Reads one character whose lead byte is `lead` and whose further bytes stand at `next`.
 //   codePoint  receives the code point

@@ -12,6 +12,7 @@ namespace nimboxi {
 namespace {
 
 ModuleRecord* moduleList NIMBOXI_GUARDED_BY(layerGuard) = nullptr;
+std::uint64_t lastSerial NIMBOXI_GUARDED_BY(layerGuard) = 0;
 
 // The name cut to what a path buffer holds, in a block; null without memory.
 char* newName(std::string_view name) {
@@ -40,6 +41,7 @@ ModuleRecord* appendModule(std::string_view name, HMODULE handle) {
   record->name = copy;
   record->handle = handle;
   record->refCount = 1;
+  record->serial = ++lastSerial;
   ModuleRecord** end = &moduleList;
   while (*end != nullptr) end = &(*end)->next;
   *end = record;
@@ -64,10 +66,10 @@ ModuleRecord* findModule(HMODULE handle) {
   return record;
 }
 
-bool isListed(const ModuleRecord* wanted) {
-  const ModuleRecord* record = moduleList;
-  while (record != nullptr && record != wanted) record = record->next;
-  return record != nullptr;
+ModuleRecord* findModuleBySerial(std::uint64_t serial) {
+  ModuleRecord* record = moduleList;
+  while (record != nullptr && record->serial != serial) record = record->next;
+  return record;
 }
 
 }  // namespace nimboxi

@@ -16,6 +16,7 @@ struct ModuleRecord {
   HMODULE handle;
   RESOURCE_FUNCTION resourceFunction;  // null until bound
   std::int32_t refCount;
+  std::uint64_t serial;  // no other module ever has it, while a handle or an address comes back
   ModuleRecord* next;
 };
 
@@ -38,7 +39,7 @@ ModuleRecord* firstModule() NIMBOXI_REQUIRES(layerGuard);
 // The record of a module; null for an unknown one.
 ModuleRecord* findModule(HMODULE handle) NIMBOXI_REQUIRES(layerGuard);
 
-// Whether a record is still in the list; the record is not looked at.
-bool isListed(const ModuleRecord* record) NIMBOXI_REQUIRES(layerGuard);
+// The record with this serial number; null once it has left the list.
+ModuleRecord* findModuleBySerial(std::uint64_t serial) NIMBOXI_REQUIRES(layerGuard);
 
 }  // namespace nimboxi

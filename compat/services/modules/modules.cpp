@@ -30,7 +30,8 @@ std::string directoryOf(const std::string& path) {
 }
 
 // The module that LoadLibrary would take for `name`. A relative name is looked for in the directory of the
-// layer profile; a record with a relative name of its own only has to have the same last part.
+// layer profile. A record whose own name is relative is compared with the last part alone: one without a
+// directory is found in any, one with a directory never.
 ModuleRecord* FindModuleByName(std::string_view name) NIMBOXI_REQUIRES(layerGuard) {
   std::string path(name);
   if (!name.starts_with('/')) path = directoryOf(layerProfilePath()).append("/").append(name);

@@ -6,9 +6,9 @@
 #include "nimboxi/memory.h"
 
 struct ResourceInfo {
-  nimboxi::ModuleRecord* module;
-  intptr_t found;   // what the module's find operation gave
-  intptr_t loaded;  // what its load operation gave; 0 until then
+  std::uint64_t module;  // its serial number
+  intptr_t found;        // what the module's find operation gave
+  intptr_t loaded;       // what its load operation gave; 0 until then
 };
 
 namespace nimboxi {
@@ -17,9 +17,9 @@ namespace {
 // Asks the module of a resource about one of its values; 0 when the module has been unloaded since.
 intptr_t askModule(const ResourceInfo* resource, intptr_t operation, intptr_t value)
     NIMBOXI_REQUIRES(layerGuard) {
-  if (!isListed(resource->module)) return 0;
-  RESOURCE_FUNCTION function = resource->module->resourceFunction;
-  return function == nullptr ? 0 : function(operation, 0, value, 0);
+  const ModuleRecord* module = findModuleBySerial(resource->module);
+  if (module == nullptr || module->resourceFunction == nullptr) return 0;
+  return module->resourceFunction(operation, 0, value, 0);
 }
 
 }  // namespace
@@ -37,7 +37,7 @@ ResourceInfo* FindResource(HMODULE module, const char* name, const char* type) {
       function(RESOURCE_FIND, reinterpret_cast<intptr_t>(name), reinterpret_cast<intptr_t>(type), 0);
   if (found == 0) return nullptr;
   void* block = AllocBlock(BLOCK_ZEROED, sizeof(ResourceInfo));
-  return block == nullptr ? nullptr : new (block) ResourceInfo{record, found, 0};
+  return block == nullptr ? nullptr : new (block) ResourceInfo{record->serial, found, 0};
 }
 
 ResourceInfo* LoadResource(HMODULE module, ResourceInfo* resource) {
@@ -45,7 +45,10 @@ ResourceInfo* LoadResource(HMODULE module, ResourceInfo* resource) {
   SetLastError(ERROR_SUCCESS);
   RESOURCE_FUNCTION function = BindResourceFunction(findModule(module));
   if (function == nullptr || resource == nullptr) return nullptr;
-  resource->loaded = function(RESOURCE_LOAD, resource->found, 0, 0);
+  // Loaded once: what LockResource gave stays valid, and FreeResource frees all there is.
+  if (resource->loaded == 0 && findModuleBySerial(resource->module) != nullptr) {
+    resource->loaded = function(RESOURCE_LOAD, resource->found, 0, 0);
+  }
   return resource;
 }
 

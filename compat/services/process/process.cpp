@@ -47,7 +47,7 @@ class IgnoredSignal {
 
 // In the child, which shares the parent's memory until it has become the shell.
 [[noreturn]] void becomeShell(const char* command) {
-  for (const int number : {SIGINT, SIGQUIT, SIGHUP, SIGPIPE}) signal(number, SIG_DFL);
+  for (const int number : {SIGINT, SIGQUIT, SIGHUP, SIGPIPE, SIGXFSZ}) signal(number, SIG_DFL);
   execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
   _exit(127);
 }
@@ -97,7 +97,6 @@ void* readBlock(HANDLE file) {
 
 // Takes what the command wrote, and removes the file.
 void takeOutput(const char* fileName, void** output) {
-  *output = nullptr;
   HANDLE file = CreateFile(fileName, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) return;
   *output = readBlock(file);
@@ -105,14 +104,13 @@ void takeOutput(const char* fileName, void** output) {
   DeleteFile(fileName);
 }
 
-int32_t runInFront(const std::string& commandLine, bool captures, void** output)
-    NIMBOXI_REQUIRES(layerGuard) {
-  if (!captures) return resultOf(runShell(commandLine.c_str()));
+int32_t captureOutput(const std::string& commandLine, void** output) NIMBOXI_REQUIRES(layerGuard) {
   char fileName[MAX_PATH_BYTES] = "";
   GetTempFileName(exchangeFolder().c_str(), "wexec", 0, fileName);
   if (fileName[0] == '\0') return RUN_COMMAND_NOT_FOUND;  // no name is free, or none fits
   const int32_t result = resultOf(runShell((commandLine + " > " + shellWord(fileName)).c_str()));
-  // Required(capture-file-stays): without a place for the output its file stays.
+  // Required(capture-file-stays): without a place for the output its file stays, and so does one that cannot
+  // be opened again.
   if (output != nullptr) takeOutput(fileName, output);
   return result;
 }
@@ -153,10 +151,13 @@ int32_t WinExec(const char* commandLine, DWORD showMode) {
 
 int32_t RunShellCommand(const char* commandLine, DWORD /*showMode*/, DWORD options, void** output) {
   CallGuard guard;
+  const bool inFront = (options & RUN_FOREGROUND) != 0;
+  const bool captures = inFront && (options & RUN_CAPTURE_OUTPUT) != 0;
+  if (captures && output != nullptr) *output = nullptr;
   if (commandLine == nullptr) return RUN_COMMAND_NOT_FOUND;
   try {
-    if ((options & RUN_FOREGROUND) == 0) return resultOf(runShell((std::string(commandLine) + "&").c_str()));
-    return runInFront(commandLine, (options & RUN_CAPTURE_OUTPUT) != 0, output);
+    if (!inFront) return resultOf(runShell((std::string(commandLine) + "&").c_str()));
+    return captures ? captureOutput(commandLine, output) : resultOf(runShell(commandLine));
   } catch (const std::bad_alloc&) {
     return RUN_COMMAND_NOT_FOUND;
   }

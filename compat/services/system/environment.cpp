@@ -25,6 +25,5 @@ DWORD GetEnvironmentVariable(const char* name, char* buffer, DWORD size) {
 
 BOOL SetEnvironmentVariable(const char* name, const char* value) {
   CallGuard guard;
-  SetLastError(ERROR_SUCCESS);
   return name != nullptr && setenv(name, value == nullptr ? "" : value, 1) == 0;
 }
