@@ -9,6 +9,7 @@ extern "C" FcBool FcInit() {
   return FcFalse;
 }
 
+// Pins(started-without-fonts)
 TEST(FontsFailure, ShutsTheLayerDownAndTellsIt) {
   StartedLayer layer;
   EXPECT_EQ(layer.result(), LAYER_FONTS_FAILED);
@@ -16,6 +17,6 @@ TEST(FontsFailure, ShutsTheLayerDownAndTellsIt) {
   EXPECT_EQ(GetLocalizedText(2), nullptr);
   nimboxi::CallGuard guard;
   EXPECT_EQ(nimboxi::guardDepth(), 0U) << "no lock, so no guard";
-  EXPECT_TRUE(nimboxi::layerState.shuttingDown);
+  EXPECT_TRUE(nimboxi::layerState.started && nimboxi::layerState.shuttingDown);
   EXPECT_EQ(nimboxi::layerState.programPath, nullptr);
 }

@@ -28,7 +28,7 @@ intptr_t DllMain(HMODULE module, intptr_t reason, intptr_t load) {
 }
 
 intptr_t OSresFunc(intptr_t operation, intptr_t a, intptr_t b, intptr_t c) {
-  const char letters[] = ".........AD";
+  const char letters[] = ".lf......AD";
   note(letters[operation], operation, a, b, c);
   switch (operation) {
     case RESOURCE_FIND:

@@ -4,7 +4,7 @@
 #include "nimboxi/modules.h"
 
 struct EngineCalls {
-  char order[32] = {};  // L: DllMain at the load, A: attach, D: detach, U: DllMain at the unload, "." another
+  char order[32] = {};  // DllMain at the load and unload: L, U; attach, detach: A, D; l: load, f: free, "." another
   intptr_t last[4] = {};  // arguments, of DllMain (module, reason, load, 0) or the resource function
 };
 

@@ -14,9 +14,8 @@
 #include <string>
 
 #include "compat/services/profile/profile_path.h"
-#include "nimboxi/files.h"
-#include "nimboxi/handles.h"
 #include "nimboxi/memory.h"
+#include "nimboxi/support/file_handle.h"
 #include "nimboxi/support/shell_words.h"
 
 namespace nimboxi {
@@ -97,10 +96,10 @@ void* readBlock(HANDLE file) {
 
 // Takes what the command wrote, and removes the file.
 void takeOutput(const char* fileName, void** output) {
-  HANDLE file = CreateFile(fileName, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return;
-  *output = readBlock(file);
-  CloseHandle(file);
+  OpenFile file(fileName, GENERIC_READ, OPEN_EXISTING);
+  if (!file.isOpen()) return;
+  *output = readBlock(file.handle());
+  file.close();
   DeleteFile(fileName);
 }
 

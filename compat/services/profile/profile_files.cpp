@@ -8,17 +8,16 @@
 #include <memory>
 #include <new>
 
+#include "compat/core/errors/fail.h"
 #include "compat/core/ports/port_entries.h"
 #include "compat/services/profile/locked_file.h"
 #include "compat/services/profile/profile_index.h"
 #include "compat/services/profile/profile_path.h"
 #include "compat/services/profile/profile_text.h"
-#include "nimboxi/errors.h"
-#include "nimboxi/files.h"
-#include "nimboxi/handles.h"
 #include "nimboxi/memory.h"
 #include "nimboxi/ports.h"
 #include "nimboxi/profile.h"
+#include "nimboxi/support/file_handle.h"
 
 namespace nimboxi {
 namespace {
@@ -73,15 +72,14 @@ FileContents readContents(HANDLE file, std::int64_t size) {
 }
 
 FileContents ReadProfileFile(const char* path) {
-  HANDLE file = CreateFile(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  const OpenFile file(path, GENERIC_READ, OPEN_EXISTING);
   FileContents contents;
-  if (file == INVALID_HANDLE_VALUE) {
-    contents.complete = GetLastError() == ERROR_FILE_NOT_FOUND;
-    return contents;
-  }
   std::int64_t size = 0;
-  if (GetFileSizeEx(file, &size) && size > 0) contents = readContents(file, size);
-  CloseHandle(file);
+  if (!file.isOpen()) {
+    contents.complete = GetLastError() == ERROR_FILE_NOT_FOUND;
+  } else if (GetFileSizeEx(file.handle(), &size) && size > 0) {
+    contents = readContents(file.handle(), size);
+  }
   return contents;
 }
 
@@ -127,8 +125,7 @@ BOOL changeFile(const LockedFile& file, const KeyLine& line) {
     changed.append(kLineEnd).append(cut.rest).append(cut.unread);
     if (file.replace(contents, cut.head.size(), std::move(changed))) return TRUE;
   }
-  SetLastErrorFromErrno();
-  return FALSE;
+  return failFromErrno();
 }
 
 bool put(HANDLE file, std::string_view bytes) {
@@ -142,17 +139,15 @@ BOOL writeStream(const char* path, const KeyLine& line) {
   if (!contents.complete) return FALSE;
   const ProfileCut cut = cutProfile(contents.bytes(), line.section, line.key);
   const std::string text = lineText(cut, contents.size > 0, line);
-  HANDLE file = CreateFile(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                           CREATE_ALWAYS, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return FALSE;
-  put(file, cut.head);
-  put(file, text);
+  const OpenFile file(path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS);
+  if (!file.isOpen()) return FALSE;
+  put(file.handle(), cut.head);
+  put(file.handle(), text);
   // Required(line-end-is-success): success means that the end of the key's line was written, whatever becomes
   // of the rest.
-  const bool written = put(file, kLineEnd);
-  put(file, cut.rest);
-  put(file, cut.unread);
-  CloseHandle(file);
+  const bool written = put(file.handle(), kLineEnd);
+  put(file.handle(), cut.rest);
+  put(file.handle(), cut.unread);
   return written;
 }
 
@@ -167,10 +162,7 @@ BOOL writeKey(const char* path, const KeyLine& line) NIMBOXI_REQUIRES(layerGuard
   SetLastError(ERROR_SUCCESS);
   {
     const LockedFile file(path);
-    if (!file.isOpen()) {
-      SetLastErrorFromErrno();
-      return FALSE;
-    }
+    if (!file.isOpen()) return failFromErrno();
     if (file.isOrdinary()) return changeFile(file, line);
   }
   return writeStream(path, line);

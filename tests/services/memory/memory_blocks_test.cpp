@@ -40,6 +40,7 @@ TEST(MemoryBlocks, NegativeSizesAreRefusedAndLeaveTheBlockAlone) {
   }
 }
 
+// Pins(product-wraps)
 TEST(MemoryBlocks, MulDivWrapsItsProductAndNeverTraps) {
   EXPECT_EQ(MulDiv(5, 6, 0), 0) << "a division by 0 gives 0";
   EXPECT_EQ(MulDiv(-7, 1, 2), -3) << "the quotient is cut toward zero";

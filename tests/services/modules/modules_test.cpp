@@ -50,17 +50,7 @@ TEST(Modules, NoFreeLibKeepsLibrariesUntilShutdown) {
   EXPECT_STREQ(calls.order, "LA.DU");
 }
 
-TEST(Modules, FailedLoadTellsWhy) {
-  StartedLayer layer;
-  const std::string tooLong = "/" + std::string(MAX_PATH_BYTES - 4, 'x');  // by its ".so"
-  EXPECT_EQ(LoadLibrary(tooLong.c_str()), nullptr);
-  EXPECT_EQ(LoadLibrary("/nowhere/absent.dll"), nullptr);
-  EXPECT_EQ(GetLastError(), ERROR_GEN_FAILURE);
-  char text[256];
-  GetLastErrorText(text, sizeof text);
-  EXPECT_NE(std::string(text).find("/nowhere/absent.so"), std::string::npos) << text;
-}
-
+// Pins(directory-dot)
 TEST(Modules, LookupByName) {
   const auto find = [](const char* programPath, const char* name) {
     const StartedLayer layer("", nullptr, programPath);
@@ -71,21 +61,28 @@ TEST(Modules, LookupByName) {
   EXPECT_EQ(find("/opt/x.so", "/opt/x.d/engine"), MAIN_MODULE_HANDLE) << "a dot of a directory cuts too";
 }
 
-TEST(Modules, ResourceGoesThroughFindLoadLockSizeFree) {
+TEST(Modules, AResourceIsLoadedOnceAndBelongsToItsModuleAlone) {
   StartedLayer layer;
-  EngineCalls calls;
-  HMODULE engine = loadEngine(&calls);
-  ResourceInfo* resource = FindResource(engine, reinterpret_cast<const char*>(7), nullptr);
-  ASSERT_NE(resource, nullptr);
-  EXPECT_EQ(LockResource(resource), nullptr) << "not loaded yet";
-  EXPECT_EQ(LoadResource(engine, resource), resource);
-  EXPECT_STREQ(static_cast<char*>(LockResource(resource)), "engine");
-  FreeLibrary(engine);
-  EXPECT_EQ(LockResource(resource), nullptr) << "its module is gone";
-  EXPECT_EQ(FreeResource(resource), 1);
+  ResourceInfo* before = nullptr;  // of the module before, whose record's address comes back
+  for (int i = 0; i < 20; ++i) {
+    EngineCalls calls;
+    HMODULE engine = loadEngine(&calls);
+    ResourceInfo* resource = FindResource(engine, reinterpret_cast<const char*>(7), nullptr);
+    EXPECT_EQ(LockResource(resource), nullptr) << "not loaded yet";
+    for (int load = 0; load < 2; ++load) EXPECT_EQ(LoadResource(engine, resource), resource);
+    EXPECT_STREQ(static_cast<char*>(LockResource(resource)), "engine");
+    EXPECT_EQ(SizeofResource(nullptr, resource), sizeof "engine");
+    EXPECT_EQ(LockResource(before), nullptr);
+    EXPECT_EQ(SizeofResource(engine, before), 0u);
+    EXPECT_EQ(FreeResource(before), i != 0);
+    EXPECT_STREQ(calls.order, "LA..l..");
+    before = resource;
+    FreeLibrary(engine);
+  }
+  FreeResource(before);
 }
 
-TEST(Modules, WithoutModuleOrFunctionEverythingIsZero) {
+TEST(Modules, WhatIsNotThereGivesNothingAndALoadTellsWhy) {
   StartedLayer layer;
   HMODULE plain = LoadLibrary(NIMBOLSP_TEST_MODULES "/plain");
   EXPECT_NE(GetProcAddress(plain, "answerOfPlain"), nullptr);
@@ -93,4 +90,11 @@ TEST(Modules, WithoutModuleOrFunctionEverythingIsZero) {
     EXPECT_EQ(LoadString(module, 1, nullptr, 9), 0);
     EXPECT_EQ(FindResource(module, nullptr, nullptr), nullptr);
   }
+  EXPECT_EQ(LoadLibrary(("/" + std::string(MAX_PATH_BYTES - 4, 'x')).c_str()), nullptr)
+      << "too long with .so";
+  EXPECT_EQ(LoadLibrary("/nowhere/absent.dll"), nullptr);
+  EXPECT_EQ(GetLastError(), ERROR_GEN_FAILURE);
+  char text[256];
+  GetLastErrorText(text, sizeof text);
+  EXPECT_NE(std::string(text).find("/nowhere/absent.so"), std::string::npos) << text;
 }

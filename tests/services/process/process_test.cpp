@@ -3,8 +3,6 @@
 #include <signal.h>
 
 #include <filesystem>
-#include <utility>
-#include <vector>
 
 #include "nimboxi/memory.h"
 #include "nimboxi/process.h"
@@ -14,56 +12,77 @@
 
 TEST(Process, ResultTellsHowTheShellEnded) {
   const StartedLayer layer;
-  const std::vector<std::pair<const char*, int32_t>> results = {
-      {"exit 0", 32}, {"exit 1", 256}, {"/no/such/command 2>&-", 2}, {"kill -TERM $$", SIGTERM}};
-  for (const auto& [command, result] : results)
-    EXPECT_EQ(RunShellCommand(command, 5, RUN_FOREGROUND, nullptr), result) << command;
-  EXPECT_EQ(RunShellCommand("/no/such/command 2>&-", 5, 0, nullptr), 32);
-  EXPECT_EQ(RunShellCommand(nullptr, 5, 0, nullptr), 2);
+  // Launched programs do not inherit what the service ignores.
+  for (const int number : {SIGPIPE, SIGHUP, SIGINT, SIGQUIT, SIGXFSZ}) signal(number, SIG_IGN);
+  const auto run = [](const char* command, DWORD options = RUN_FOREGROUND) {
+    return RunShellCommand(command, 5, options, nullptr);
+  };
+  EXPECT_EQ(run("exit 0"), 32);
+  EXPECT_EQ(run("exit 1"), 256);
+  EXPECT_EQ(run("/no/such/command 2>&-"), 2);
+  EXPECT_EQ(run("/no/such/command 2>&-", 0), 32);
+  EXPECT_EQ(run(nullptr), 2);
+  for (const int number : {SIGTERM, SIGPIPE, SIGHUP, SIGXFSZ}) {
+    const int result = run(("kill -" + std::to_string(number) + " $$; exit 0").c_str());
+    EXPECT_EQ(result & ~0x80, number) << "but for the core dump's bit";
+  }
+  EXPECT_EQ(signal(SIGINT, SIG_DFL), SIG_IGN) << "as before the call";
 }
 
 TEST(Process, BackgroundCommandOutlivesTheCall) {
   const StartedLayer layer;
-  const std::string gate = layer.folder().file("gate");
-  const std::string done = layer.folder().file("done");
-  const std::string wait = "(until [ -e " + gate + " ]; do sleep 0.01; done; touch " + done + ")";
-  EXPECT_EQ(WinExec(wait.c_str(), 5), 32);
-  EXPECT_FALSE(std::filesystem::exists(done));
+  const std::string wait = "; until [ -e gate ]; do sleep 0.01; done; touch done)";
+  EXPECT_EQ(WinExec(("(cd " + layer.folder().path() + wait).c_str(), 5), 32);
+  EXPECT_FALSE(std::filesystem::exists(layer.folder().file("done")));
   layer.folder().write("gate", "");
-  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(done); }));
+  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(layer.folder().file("done")); }));
 }
 
-TEST(Process, CaptureGivesTheOutputAndLeavesNoFile) {
+// Pins(capture-file-stays)
+TEST(Process, CaptureGivesTheOutputAndItsFileStaysWhenItCannot) {
   const StartedLayer layer;
-  auto filesInFolder = [&layer] {
-    std::filesystem::directory_iterator all(layer.folder().path());
+  const std::string& folder = layer.folder().path();
+  const std::string moved = folder + ".moved";
+  const auto filesInFolder = [&folder] {
+    std::filesystem::directory_iterator all(folder);
     return std::distance(begin(all), end(all));
   };
-  const auto before = filesInFolder();
-  const char* command = "head -c 100000 /dev/zero | tr '\\0' x";
-  void* output = nullptr;
-  RunShellCommand(command, 0, RUN_FOREGROUND | RUN_CAPTURE_OUTPUT, &output);
-  EXPECT_STREQ(static_cast<char*>(output), std::string(100000, 'x').c_str());
-  FreeBlock(output);
-  EXPECT_EQ(filesInFolder(), before);
-  RunShellCommand("echo kept", 0, RUN_FOREGROUND | RUN_CAPTURE_OUTPUT, nullptr);
-  EXPECT_EQ(filesInFolder(), before + 1);
+  // The output, and a "+" for each file that the call leaves.
+  const auto capture = [&](const char* command, bool wantsOutput = true) {
+    auto before = filesInFolder();
+    void* output = &output;
+    RunShellCommand(command, 0, RUN_FOREGROUND | RUN_CAPTURE_OUTPUT, wantsOutput ? &output : nullptr);
+    if (std::filesystem::exists(moved)) std::filesystem::rename(moved, folder);
+    std::string result = wantsOutput && output != nullptr ? static_cast<char*>(output) : "";
+    if (wantsOutput) FreeBlock(output);
+    return result.append(static_cast<std::size_t>(filesInFolder() - before), '+');
+  };
+  EXPECT_EQ(capture("head -c 100000 /dev/zero | tr '\\0' x"), std::string(100000, 'x'));
+  EXPECT_EQ(capture("true"), "");
+  EXPECT_EQ(capture(nullptr), "");
+  EXPECT_EQ(capture("echo kept", false), "+");
+  EXPECT_EQ(capture(("(mv " + folder + " " + moved + "; echo lost)").c_str()), "+") << "cannot be opened";
 }
 
-TEST(Process, ChildGetsTheDefaultSignalsBack) {
-  const StartedLayer layer;
-  for (const int number : {SIGPIPE, SIGHUP, SIGINT, SIGQUIT}) signal(number, SIG_IGN);
-  EXPECT_EQ(RunShellCommand("kill -PIPE $$; exit 0", 0, RUN_FOREGROUND, nullptr), SIGPIPE);
-  EXPECT_EQ(RunShellCommand("kill -HUP $$; exit 0", 0, RUN_FOREGROUND, nullptr), SIGHUP);
-  EXPECT_EQ(signal(SIGINT, SIG_DFL), SIG_IGN);  // as before the call
-}
-
+// Pins(list-line-loses-last)
 TEST(Process, RunningMeansThatACommandNameOccursInTheText) {
   const StartedLayer layer;
   EXPECT_TRUE(IsProcessRunning("/usr/bin/services_tests"));
-  EXPECT_TRUE(IsProcessRunning("a/ps")) << "a name shorter than the column";
-  EXPECT_FALSE(IsProcessRunning("serv"));
-  EXPECT_FALSE(IsProcessRunning(""));
+  const std::string list = layer.folder().file("list");
+  const std::string path = getenv("PATH");
+  layer.folder().write("ps", "#!/bin/sh\ncat " + list + "\n");
+  std::filesystem::permissions(layer.folder().file("ps"), std::filesystem::perms{0700});
+  setenv("PATH", (layer.folder().path() + ":" + path).c_str(), 1);
+  const auto isRunning = [&layer](const char* processes, const char* text) {
+    layer.folder().write("list", processes);
+    return IsProcessRunning(text) == TRUE;
+  };
+  EXPECT_TRUE(isRunning("COMMAND\nserv   \n", "a/server")) << "a name shorter than the column";
+  EXPECT_FALSE(isRunning("COMMAND\nserver\n", "serve"));
+  EXPECT_TRUE(isRunning("COMMAND\nserver", "serve")) << "without newline";
+  EXPECT_FALSE(isRunning("COMMAND\n\n", "COMMAND")) << "the heading, and an empty line";
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_FALSE(IsProcessRunning(nullptr));
 }
 
 TEST(ShellWord, IsQuotedWhereTheShellWouldSplitIt) {

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -29,7 +30,10 @@ using std::string_literals::operator""s;
 class ProfileFiles : public testing::Test {
  protected:
   ProfileFiles() { std::filesystem::current_path(folder_.path()); }
-  ~ProfileFiles() override { std::filesystem::current_path(before_); }
+  ~ProfileFiles() override {
+    std::filesystem::current_path(before_);
+    setLayerProfilePath(nullptr);
+  }
 
   // The value of x in section A, "(none)" when there is none.
   static std::string x(const char* name) {
@@ -49,22 +53,17 @@ class ProfileFiles : public testing::Test {
 
 TEST_F(ProfileFiles, ValuesAreCutToTheBuffer) {
   folder_.write("a.ini", "[A]\r\nlong=12345678901234567890\r\nempty=\r\n");
-  const struct {
-    const char* key;
-    const char* defaultValue;
-    DWORD size;
-    std::string result;
-  } cases[] = {
-      {"long", "d", 8, "7:1234567\0##"s},    {"long", "d", 0, "0:##########"},
-      {"empty", "d", 10, "0:\0#########"s},  // an empty value is a value
-      {"none", "abc", 3, "2:ab\0#######"s},  // the default is cut too
-      {"none", nullptr, 10, "0:##########"}, {nullptr, "d", 10, "0:##########"},
-  };
-  for (const auto& [key, defaultValue, size, result] : cases) {
+  const auto read = [](const char* key, const char* defaultValue, DWORD size) {
     std::string buffer(10, '#');
     const DWORD length = GetPrivateProfileString("A", key, defaultValue, buffer.data(), size, "a.ini");
-    EXPECT_EQ(std::to_string(length) + ":" + buffer, result);
-  }
+    return std::to_string(length) + ":" + buffer;
+  };
+  EXPECT_EQ(read("long", "d", 8), "7:1234567\0##"s);
+  EXPECT_EQ(read("long", "d", 0), "0:##########");
+  EXPECT_EQ(read("empty", "d", 10), "0:\0#########"s) << "an empty value is a value";
+  EXPECT_EQ(read("none", "abc", 3), "2:ab\0#######"s) << "the default is cut too";
+  EXPECT_EQ(read("none", nullptr, 10), "0:##########");
+  EXPECT_EQ(read(nullptr, "d", 10), "0:##########");
 }
 
 // Pins(uncached-read-drops)
@@ -87,9 +86,7 @@ TEST_F(ProfileFiles, AFileIsReadOnceUntilSomethingEmptiesTheCache) {
 
 TEST_F(ProfileFiles, WritesByteForByteInTheFileThatALinkStandsFor) {
   const struct {
-    const char* name;
-    std::string before;
-    std::string after;
+    std::string name, before, after;
   } cases[] = {
       {"a new section", "[B]\r\nx=1\r\n", "[B]\r\nx=1\r\n\r\n[A]\r\nx=v\r\n"},
       {"old line ends stay, new ones are CR LF", "[A]\nx=1\ny=2\n", "[A]\nx=v\r\ny=2\n"},
@@ -117,13 +114,11 @@ TEST_F(ProfileFiles, AWriteThatFailsLeavesEverythingAsItWas) {
   std::filesystem::create_directory(folder_.file("directory"));
   std::filesystem::resize_file(folder_.write("huge.ini", "[A]\nx=1\n"), std::uintmax_t{1} << 31);
   for (const char* name : {"directory", "huge.ini", "missing/a.ini"}) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(x(name), "(none)");
-    EXPECT_FALSE(write(name, "2"));
+    EXPECT_EQ(x(name), "(none)") << name;
+    EXPECT_FALSE(write(name, "2")) << name;
   }
   EXPECT_EQ(std::filesystem::file_size(folder_.file("huge.ini")), std::uintmax_t{1} << 31);
-
-  std::signal(SIGXFSZ, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
   const std::string text = "[A]\r\nx=1\r\ny=2\r\n";
   folder_.write("full.ini", text);
   for (const std::size_t room : {text.size() + 2, text.find('1') + 1}) {  // none to grow, none to change
@@ -137,37 +132,32 @@ TEST_F(ProfileFiles, AWriteThatFailsLeavesEverythingAsItWas) {
 // When a file that is read cannot be opened for want of a descriptor, the write that follows may get one.
 TEST_F(ProfileFiles, AWriteTakesAFileThatItCannotOpenForNoEmptyOne) {
   folder_.write("a.ini", "[A]\nother=1\n");
-  {
-    const ResourceLimit oneLeft(RLIMIT_NOFILE, ResourceLimit::descriptors(1));
-    const std::jthread rival([](const std::stop_token& stop) {
-      while (!stop.stop_requested()) close(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    });
-    for (int i = 0, failures = 0; failures < 200 && i < 50000; ++i) {
-      failures += !write("a.ini", std::to_string(i));
-    }
-  }
+  auto oneLeft = std::make_unique<ResourceLimit>(RLIMIT_NOFILE, ResourceLimit::descriptors(1));
+  std::jthread rival([](const std::stop_token& stop) {
+    while (!stop.stop_requested()) close(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  });
+  for (int i = 0, failures = 0; failures < 200 && i < 50000; ++i) failures += !write("a.ini", "1");
+  oneLeft.reset();
   EXPECT_EQ(folder_.read("a.ini").substr(0, 12), "[A]\nother=1\n");
 }
 
 TEST_F(ProfileFiles, ProcessesThatWriteOneFileLoseNothing) {
-  const int kKeys = 200;
-  std::string expected = "[Ports]\nCOM3=/dev/ttyS2\n\n\n[A]\n";
-  folder_.write("a.ini", expected);
-  for (const char name : {'a', 'b', 'c', 'd'}) {
+  const std::string before = "[Ports]\nCOM3=/dev/ttyS2\n\n\n[A]\n";
+  folder_.write("a.ini", before);
+  for (int key = 0; key < 800; key += 200) {
     if (fork() != 0) continue;
-    for (int i = 0; i < kKeys; ++i) write("a.ini", "1", name + std::to_string(i));
+    for (int i = key; i < key + 200; ++i) write("a.ini", "1", std::to_string(i));
     _exit(0);
   }
-  while (wait(nullptr) > 0) {
-  }
+  while (wait(nullptr) > 0) continue;
   const std::string text = folder_.read("a.ini");
-  EXPECT_EQ(text.substr(0, expected.size()), expected);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\r'), 4 * kKeys);
+  EXPECT_EQ(text.substr(0, before.size()), before);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\r'), 800);
 }
 
 TEST_F(ProfileFiles, ALockThatIsNotGivenBackIsWaitedForOnce) {
   const Descriptor holder(open(folder_.write("a.ini", "").c_str(), O_RDONLY | O_CLOEXEC));
-  ASSERT_EQ(flock(holder.number(), LOCK_EX), 0);
+  EXPECT_EQ(flock(holder.number(), LOCK_EX), 0);
   EXPECT_TRUE(write("a.ini", "1"));
   const auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < 50; ++i) EXPECT_TRUE(write("a.ini", "2"));
@@ -176,32 +166,25 @@ TEST_F(ProfileFiles, ALockThatIsNotGivenBackIsWaitedForOnce) {
 }
 
 // Opening such a file reads its entry from the layer profile, which must not stay in the cache.
-TEST_F(ProfileFiles, AProfileNamedLikeAPortLeavesNoStaleEntry) {
+// Pins(line-end-is-success)
+TEST_F(ProfileFiles, AProfileNamedLikeAPort) {
   folder_.write("LPT9x.ini", "[A]\nx=file\n");
   setLayerProfilePath(folder_.write("layer.ini", "[A]\nx=1\n").c_str());
   EXPECT_EQ(x("LPT9x.ini"), "(none)") << "without an entry the port is meant";
-  folder_.write("layer.ini", "[A]\nx=2\n[Ports]\nLPT9X.INI=LPT9x.ini\n");
+  folder_.write("layer.ini", "[A]\nx=2\n[Ports]\nLPT9X.INI=LPT9x.ini\nLPT1=device,parallelport\n");
   EXPECT_EQ(x("win.ini"), "2");
   EXPECT_EQ(x("LPT9x.ini"), "file") << "an entry without a line type means the file";
+  signal(SIGXFSZ, SIG_IGN);
+  for (const std::size_t room : {20000u, 5000u}) {
+    folder_.write("device", "[A]\r\nx=1\r\ny=" + std::string(10000, 'z'));
+    const ResourceLimit noMoreBytes(RLIMIT_FSIZE, room);
+    EXPECT_TRUE(write("LPT1", "12")) << "the line's end decides, not the rest";
+    EXPECT_EQ(folder_.read("device").substr(0, 11), "[A]\r\nx=12\r\n");
+  }
   setLayerProfilePath("LPT9x.ini");
   folder_.write("LPT9x.ini", "[Ports]\nLPT9X.INI=LPT9x.ini\n\n\n[A]\nx=before\n");
   EXPECT_TRUE(write("win.ini", "after"));
   EXPECT_EQ(x("nimboxi.ini"), "after");
-  setLayerProfilePath(nullptr);
-}
-
-// Pins(line-end-is-success)
-TEST_F(ProfileFiles, APortGetsTheWholeTextAndItsLineEndDecides) {
-  std::signal(SIGXFSZ, SIG_IGN);
-  const std::string rest = "y=" + std::string(10000, 'z') + "\r\n";
-  setLayerProfilePath(folder_.write("layer.ini", "[Ports]\nLPT1=device,parallelport\n").c_str());
-  for (const std::size_t room : {20000u, 5000u}) {
-    folder_.write("device", "[A]\r\nx=1\r\n" + rest);
-    const ResourceLimit deviceRoom(RLIMIT_FSIZE, room);
-    EXPECT_TRUE(write("LPT1", "12"));
-    EXPECT_EQ(folder_.read("device").substr(0, 100), ("[A]\r\nx=12\r\n" + rest).substr(0, 100));
-  }
-  setLayerProfilePath(nullptr);
 }
 
 // Pins(root-profile)

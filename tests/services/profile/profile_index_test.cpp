@@ -6,7 +6,6 @@
 
 #include <random>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "compat/services/profile/profile_text.h"
@@ -71,7 +70,10 @@ TEST(ProfileIndex, NamesOfEqualHashAreToldApart) {
 // Texts of some megabytes, on which a pass that looks ahead from every line, or a list of keys for every
 // section, would not end in a day or in any memory.
 TEST(ProfileIndex, HostileShapesStayLinear) {
-  const std::vector<std::tuple<const char*, const char*, const char*, std::size_t>> cases = {
+  const struct {
+    const char *name, *word, *tail;
+    std::size_t megabytes;
+  } cases[] = {
       {"headers that are never closed", "[\r\n", "[A]\r\nx=1", 2},
       {"sections that never end", "[A]\r\ny=1\r\n", "x=2", 2},
       {"lines that are all swallowed", "[A]\r\ny\r\n", "y=2\r\nx=3", 2},

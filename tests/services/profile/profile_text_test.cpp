@@ -3,10 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <string>
-#include <tuple>
-#include <vector>
 
 #include "compat/services/profile/profile_index.h"
 
@@ -30,8 +27,12 @@ std::string lookUpAndCut(const std::string& contents, const std::string& section
 
 }  // namespace
 
+// Pins(header-in-section) Pins(double-lf) Pins(signed-first-byte) Pins(line-without-equals)
+// Pins(write-skips-one-lf)
 TEST(ProfileText, LookupsAndCuts) {
-  const std::vector<std::array<std::string, 5>> cases = {
+  const struct {
+    std::string name, text, section, key, marks;
+  } cases[] = {
       {"names know their case", "[a]\nX=0\n[A]\nx=1\nX=2", "A", "X", "[a]\nX=0\n[A]\nx=1\n<2>"},
       {"a longer name does not match", "[AB]\nx=1\n", "A", "x", "[AB]\nx=1\n+"},
       {"blanks belong to key and value", "[A]\nx=1\nx = 2 =\n", "A", "x ", "[A]\nx=1\n< 2 =>"},
@@ -58,9 +59,13 @@ TEST(ProfileText, LookupsAndCuts) {
     EXPECT_EQ(lookUpAndCut(text, section, key), marks) << name;
 }
 
+// Pins(section-overflow)
 TEST(ProfileText, SectionReads) {
-  // The buffer's size, the result, and all that is written.
-  const std::vector<std::tuple<std::string, std::string, std::uint32_t, std::uint32_t, std::string>> cases = {
+  const struct {
+    std::string name, text;
+    std::uint32_t size, result;
+    std::string bytes;
+  } cases[] = {
       {"all lines just fit", "[A]\r\nx=1\r\ny=22\r\n", 11, 9, "x=1\0y=22\0\0"s},
       {"the second line does not fit", "[A]\r\nx=1\r\ny=22\r\n", 10, 8, "x=1\0\0"s},
       {"a later line that would fit is not taken", "[A]\r\nlong=1\r\ny\r\n", 6, 4, "\0"s},

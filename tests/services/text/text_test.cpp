@@ -8,6 +8,7 @@
 
 using std::string_literals::operator""s;
 
+// Pins(copy-without-nul)
 TEST(Text, CopyWithCountTakesOneByteMoreAndNoTerminator) {
   auto copied = [](DWORD count) {
     std::string buffer(8, 'z');
@@ -19,6 +20,7 @@ TEST(Text, CopyWithCountTakesOneByteMoreAndNoTerminator) {
   EXPECT_EQ(copied(UINT_MAX), "abcdef\0z"s) << "the largest count does not wrap";
 }
 
+// Pins(reversed-compare) Pins(zero-count-unlimited) Pins(ascii-folding)
 TEST(Text, Comparisons) {
   EXPECT_EQ(lstrcmp("abc", "ab"), -1) << "the opposite sign of strcmp";
   EXPECT_EQ(lstrcmp("a", "\xE0"), 1);
@@ -40,6 +42,7 @@ TEST(Text, NumbersInEveryRadix) {
   for (const int radix : {0, 1, 37, -10}) EXPECT_STREQ(IntToText(7, buffer, radix), "") << radix;
 }
 
+// Pins(sign-extended-upper)
 TEST(Text, UpperCaseOfACharacterIsSignExtended) {
   auto upper = [](std::uintptr_t value) {
     return reinterpret_cast<std::intptr_t>(CharUpper(reinterpret_cast<char*>(value)));
