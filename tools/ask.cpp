@@ -14,9 +14,9 @@
 #include <thread>
 
 #include "service/pool_loader.h"
+#include "service/wire/descriptor.h"
 #include "service/wire/request_protocol.h"
 #include "service/wire/tcp_socket.h"
-#include "tools/descriptor.h"
 
 namespace nimbolsp::tools {
 
@@ -41,7 +41,7 @@ struct Round {
 };
 
 void tell(const Round& round) {
-  eventfd_write(round.changed.get(), 1);
+  eventfd_write(round.changed.number(), 1);
 }
 
 // The text of the server that the service gives, empty for none. Nothing, and `failure`, when it gives no
@@ -137,7 +137,7 @@ void startClients(const std::shared_ptr<Round>& round) {
 
 // Until the clients have ended or stop because one failed, or the stop comes.
 void waitForChange(const Round& round, int stopDescriptor) {
-  pollfd watched[] = {{round.changed.get(), POLLIN, 0}, {stopDescriptor, POLLIN, 0}};
+  pollfd watched[] = {{round.changed.number(), POLLIN, 0}, {stopDescriptor, POLLIN, 0}};
   while (poll(watched, std::size(watched), -1) < 0 && errno == EINTR) {
   }
 }
@@ -146,7 +146,7 @@ void waitForChange(const Round& round, int stopDescriptor) {
 
 AskOutcome ask(const AskOptions& options, int stopDescriptor) {
   const auto round = std::make_shared<Round>(options);
-  if (round->changed.get() < 0) return {{}, std::string("eventfd: ") + std::strerror(errno)};
+  if (round->changed.number() < 0) return {{}, std::string("eventfd: ") + std::strerror(errno)};
   startClients(round);
   waitForChange(*round, stopDescriptor);
   std::unique_lock hold(round->mutex);

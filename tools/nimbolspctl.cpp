@@ -16,10 +16,10 @@
 
 #include "service/pool_loader.h"
 #include "service/settings.h"
+#include "service/wire/descriptor.h"
 #include "service/wire/descriptors.h"
 #include "service/wire/request_protocol.h"
 #include "tools/ask.h"
-#include "tools/descriptor.h"
 #include "tools/server_options.h"
 #include "tools/simulate.h"
 #include "tools/text_table.h"
@@ -105,7 +105,7 @@ int runSimulate(const SimulateLine& line) {
   const std::vector<ServerOptions> servers = serversOf(line);
   RunUntil until;
   const Descriptor stop = catchStopSignals();
-  until.stopDescriptor = stop.get();
+  until.stopDescriptor = stop.number();
   if (line.untilInputCloses) until.inputDescriptor = STDIN_FILENO;
   if (line.seconds >= 0) until.milliseconds = static_cast<std::int64_t>(line.seconds * 1000);
   raiseDescriptorLimit();
@@ -143,7 +143,7 @@ int runAsk(AskLine& line) {
   if (options.port == 0) options.port = portOfProfile(line.profile);
   options.interval = std::chrono::milliseconds(line.interval);
   const Descriptor stop = catchStopSignals();
-  const AskOutcome outcome = ask(options, stop.get());
+  const AskOutcome outcome = ask(options, stop.number());
 
   const AnswerCount& answers = outcome.answers;
   if (answers.total() > 0) print(line.plain ? answers.plainLines() : answers.table(options.visit));

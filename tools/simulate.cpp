@@ -1,6 +1,5 @@
 #include "tools/simulate.h"
 
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
@@ -13,6 +12,7 @@
 #include <stdexcept>
 
 #include "service/balance.h"
+#include "service/wire/addresses.h"
 #include "tools/text_table.h"
 
 namespace nimbolsp::tools {
@@ -40,13 +40,6 @@ std::string addressText(std::uint16_t port) {
   return "127.0.0.1:" + std::to_string(port);
 }
 
-std::uint16_t boundPort(int descriptor) {
-  sockaddr_in local{};
-  socklen_t size = sizeof local;
-  if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &size) != 0) fail("getsockname");
-  return ntohs(local.sin_port);
-}
-
 bool wouldBlock(int error) {
   return error == EAGAIN || error == EWOULDBLOCK;
 }
@@ -55,53 +48,34 @@ bool outOfResources(int error) {
   return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
-// Lets a port be taken whose former connections the system still remembers; these must have allowed it too.
-// Not before a free port is chosen: the system could choose one that another server refuses connections on.
-void allowReuse(int descriptor) {
-  const int reuse = 1;
-  setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
-}
-
-// Makes the close that follows a reset instead of an orderly end.
-void resetOnClose(int descriptor) {
-  const linger reset{1, 0};
-  setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
-}
-
 }  // namespace
 
 Simulation::Simulation(const std::vector<ServerOptions>& servers) : epoll_(epoll_create1(EPOLL_CLOEXEC)) {
-  if (epoll_.get() < 0) fail("epoll_create1");
+  if (epoll_.number() < 0) fail("epoll_create1");
   for (const ServerOptions& options : servers) openPlace(options);
 }
 
 void Simulation::openPlace(const ServerOptions& options) {
   Descriptor opened(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (opened.get() < 0) fail("a socket for " + addressText(options.port));
-  if (options.port != 0) allowReuse(opened.get());
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  local.sin_port = htons(options.port);
-  if (bind(opened.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-    fail("cannot bind " + addressText(options.port));
-  }
+  if (opened.number() < 0) fail("a socket for " + addressText(options.port));
+  if (!bindToLoopback(opened.number(), options.port)) fail("cannot bind " + addressText(options.port));
   const bool listens = options.behaviour != Behaviour::kRefuse;
-  if (listens) allowReuse(opened.get());
-  if (listens && listen(opened.get(), SOMAXCONN) != 0) fail("cannot listen on " + addressText(options.port));
+  if (listens) allowReuse(opened.number());
+  if (listens && listen(opened.number(), SOMAXCONN) != 0)
+    fail("cannot listen on " + addressText(options.port));
 
   Place& place = places_.emplace_back(Place{SimulatedServer(options), std::move(opened), 0});
-  place.port = boundPort(place.socket.get());
+  place.port = portOf(place.socket.number());
   if (!listens) return;
-  listeners_.emplace(place.socket.get(), &place.server);
-  if (!watch(place.socket.get(), EPOLLIN, EPOLL_CTL_ADD)) fail("epoll_ctl");
+  listeners_.emplace(place.socket.number(), &place.server);
+  if (!watch(place.socket.number(), EPOLLIN, EPOLL_CTL_ADD)) fail("epoll_ctl");
 }
 
 bool Simulation::watch(int descriptor, std::uint32_t events, int operation) {
   epoll_event event{};
   event.events = events;
   event.data.fd = descriptor;
-  return epoll_ctl(epoll_.get(), operation, descriptor, &event) == 0;
+  return epoll_ctl(epoll_.number(), operation, descriptor, &event) == 0;
 }
 
 // Files and /dev/null cannot be waited for. They are at their end as soon as they are read.
@@ -114,7 +88,7 @@ void Simulation::watchEnds(const RunUntil& until) {
 
 void Simulation::unwatchEnds(const RunUntil& until) {
   for (const int descriptor : {until.stopDescriptor, until.inputDescriptor}) {
-    if (descriptor >= 0) epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
+    if (descriptor >= 0) epoll_ctl(epoll_.number(), EPOLL_CTL_DEL, descriptor, nullptr);
   }
 }
 
@@ -124,7 +98,7 @@ void Simulation::run(const RunUntil& until) {
   watchEnds(until);
   std::array<epoll_event, kEventsAtOnce> events;
   while (!stopped_ && (end < 0 || now_ < end)) {
-    const int count = epoll_wait(epoll_.get(), events.data(), kEventsAtOnce, waitTime(end));
+    const int count = epoll_wait(epoll_.number(), events.data(), kEventsAtOnce, waitTime(end));
     if (count < 0 && errno != EINTR) fail("epoll_wait");
     now_ = steadyMilliseconds();
     for (int i = 0; i < count; ++i) {
@@ -175,7 +149,7 @@ void Simulation::readInput(int descriptor) {
 void Simulation::acceptAll(int listening, SimulatedServer& server) {
   for (int i = 0; i < kAcceptsAtOnce; ++i) {
     Descriptor accepted(accept4(listening, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    if (accepted.get() >= 0) {
+    if (accepted.number() >= 0) {
       addConnection(std::move(accepted), server);
     } else if (outOfResources(errno)) {
       pauseAccepting();
@@ -202,7 +176,7 @@ void Simulation::resumeAccepting() {
 
 void Simulation::addConnection(Descriptor socket, SimulatedServer& server) {
   if (server.options().behaviour == Behaviour::kClose) return;  // closes with the scope
-  const int descriptor = socket.get();
+  const int descriptor = socket.number();
   const int immediately = 1;
   setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &immediately, sizeof immediately);
   Connection& connection = connections_[descriptor];
@@ -215,7 +189,7 @@ void Simulation::addConnection(Descriptor socket, SimulatedServer& server) {
 // Reads once: what is left wakes the loop again, after the others had their turn.
 void Simulation::readMore(Connection& connection) {
   std::array<std::uint8_t, kReadSize> bytes;
-  const ssize_t length = recv(connection.socket.get(), bytes.data(), bytes.size(), 0);
+  const ssize_t length = recv(connection.socket.number(), bytes.data(), bytes.size(), 0);
   if (length < 0 && (errno == EINTR || wouldBlock(errno))) return;
   if (length <= 0) {
     peerClosed(connection);
@@ -237,7 +211,7 @@ void Simulation::start(Connection& connection, Caller caller) {
 }
 
 void Simulation::sendMore(Connection& connection) {
-  const int descriptor = connection.socket.get();
+  const int descriptor = connection.socket.number();
   const std::vector<std::uint8_t>& bytes = connection.reaction.bytes;
   const std::int32_t pause = connection.reaction.pause;
   while (connection.sent < bytes.size()) {
@@ -262,7 +236,7 @@ void Simulation::sendMore(Connection& connection) {
 // An end that the peer sees behind the last byte: what it still sends is read until it closes too, for unread
 // bytes would turn the close into a reset.
 void Simulation::finish(Connection& connection) {
-  const int descriptor = connection.socket.get();
+  const int descriptor = connection.socket.number();
   connection.server->sent(connection.sent);
   if (connection.reaction.end == Reaction::End::kReset) {
     resetOnClose(descriptor);
@@ -276,7 +250,7 @@ void Simulation::finish(Connection& connection) {
 }
 
 void Simulation::setDeadline(Connection& connection, std::int64_t time) {
-  const int descriptor = connection.socket.get();
+  const int descriptor = connection.socket.number();
   if (connection.deadline >= 0) deadlines_.erase({connection.deadline, descriptor});
   connection.deadline = time;
   if (time >= 0) deadlines_.emplace(time, descriptor);
@@ -297,7 +271,7 @@ void Simulation::passDeadlines() {
 
 void Simulation::drop(Connection& connection) {
   setDeadline(connection, -1);
-  connections_.erase(connection.socket.get());
+  connections_.erase(connection.socket.number());
 }
 
 std::vector<std::string> Simulation::addresses() const {

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/descriptor.h"
+#include "service/wire/descriptor.h"
 #include "tools/simulated_server.h"
 
 namespace nimbolsp::tools {
@@ -39,7 +39,7 @@ class Simulation {
   // A line for every server: its address and its description.
   std::string listServers() const;
 
-  // The table of the end: polls answered, visits, load and allocation list in bands `bucketSize` wide.
+  // The table of the end: polls answered, visits, load and allocation list for lists `bucketSize` wide.
   std::string report(std::int32_t bucketSize);
 
  private:

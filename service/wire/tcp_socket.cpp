@@ -5,19 +5,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "service/wire/addresses.h"
+
 namespace nimbolsp {
 
 namespace {
 
 constexpr int kListenBacklog = 5;
-
-sockaddr_in addressOf(std::uint32_t address, std::int32_t port) {
-  sockaddr_in result{};
-  result.sin_family = AF_INET;
-  result.sin_addr.s_addr = address;
-  result.sin_port = htons(static_cast<std::uint16_t>(port));
-  return result;
-}
 
 // Required(no-receive-timeout): the number stands where the option's address belongs, so the system refuses
 // the request and a receive waits for data without limit.
@@ -84,8 +78,7 @@ bool TcpSocket::receiveExactly(void* bytes, std::size_t length) {
 
 bool TcpSocket::bindAndListen(std::int32_t port) {
   if (descriptor_ == 0) return false;
-  const std::int32_t reuse = 1;
-  setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
+  allowReuse(descriptor_);
   const sockaddr_in local = addressOf(INADDR_ANY, port);
   return bind(descriptor_, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0 &&
          listen(descriptor_, kListenBacklog) == 0;
@@ -106,8 +99,7 @@ bool TcpSocket::orderlyClose() {
 
 void TcpSocket::abortiveClose() {
   if (descriptor_ == 0) return;
-  const linger reset{1, 0};
-  setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+  resetOnClose(descriptor_);
   close(descriptor_);
   descriptor_ = 0;
 }

@@ -65,8 +65,7 @@ void FakeServer::dealWith(int connection) {
   for (std::size_t at = 0; at < bytes_.size(); at += packet) {
     send(connection, bytes_.data() + at, packet, MSG_NOSIGNAL);
   }
-  const linger now{manner_ == kReset, 0};
-  setsockopt(connection, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+  if (manner_ == kReset) nimbolsp::resetOnClose(connection);
   keptOpen_.emplace_back(connection);
   if (manner_ != kKeepOpen) keptOpen_.pop_back();  // closes it
   ++polls_;

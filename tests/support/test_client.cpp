@@ -1,55 +1,23 @@
 #include "tests/support/test_client.h"
 
-#include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <stdexcept>
 
 #include "tests/support/eventually.h"
 
-namespace {
-
-sockaddr_in loopback(std::uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(port);
-  return address;
-}
-
-}  // namespace
-
-void Descriptor::replace(int number) {
-  if (number_ != -1) ::close(number_);
-  number_ = number;
-}
-
 int bindPort(std::uint16_t port) {
   const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const sockaddr_in address = loopback(port);
-  const int reuse = 1;
-  // A port of its own is free of other users; one that is bound again may still have old connections.
-  if (port != 0) setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
-  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    throw std::runtime_error("no port");
-  }
-  setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
+  if (!nimbolsp::bindToLoopback(descriptor, port)) throw std::runtime_error("no port");
+  nimbolsp::allowReuse(descriptor);
   return descriptor;
-}
-
-std::uint16_t portOf(int descriptor) {
-  sockaddr_in address{};
-  socklen_t size = sizeof address;
-  getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size);
-  return ntohs(address.sin_port);
 }
 
 TestClient::TestClient(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   const timeval limit{kFarDeadline.count(), 0};
   setsockopt(socket_.number(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-  const sockaddr_in address = loopback(port);
+  const sockaddr_in address = nimbolsp::addressOf(htonl(INADDR_LOOPBACK), port);
   if (connect(socket_.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) close();
 }
 
@@ -73,8 +41,7 @@ TestClient::End TestClient::awaitEnd() {
 }
 
 void TestClient::reset() {
-  const linger now{1, 0};
-  setsockopt(socket_.number(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+  nimbolsp::resetOnClose(socket_.number());
   close();
 }
 

@@ -6,26 +6,15 @@
 #include <string>
 #include <string_view>
 
-// Closes a descriptor at the end of the scope.
-class Descriptor {
- public:
-  explicit Descriptor(int number = -1) : number_(number) {}
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
+#include "service/wire/addresses.h"
+#include "service/wire/descriptor.h"
 
-  int number() const { return number_; }
-  void replace(int number);
-  void close() { replace(-1); }
-
- private:
-  int number_;
-};
+using nimbolsp::Descriptor;
+using nimbolsp::portOf;
 
 // A TCP socket bound to a port of 127.0.0.1, 0 for any, that does not listen: connections are refused, and
 // nobody gets the port but a program that binds it with address reuse.
 int bindPort(std::uint16_t port = 0);
-std::uint16_t portOf(int descriptor);
 
 class TestClient {
  public:

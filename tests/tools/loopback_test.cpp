@@ -7,7 +7,6 @@
 #include "tests/support/eventually.h"
 #include "tests/support/fake_server.h"
 #include "tools/ask.h"
-#include "tools/descriptor.h"
 #include "tools/simulate.h"
 
 namespace nimbolsp::tools {
@@ -17,9 +16,9 @@ namespace {
 class RunningServer {
  public:
   explicit RunningServer(const std::string& description) : simulation_({parseServerOptions(description)}) {
-    run_ = std::async(std::launch::async, [this] { simulation_.run({stop_.get(), -1, -1}); });
+    run_ = std::async(std::launch::async, [this] { simulation_.run({stop_.number(), -1, -1}); });
   }
-  ~RunningServer() { eventfd_write(stop_.get(), 1); }
+  ~RunningServer() { eventfd_write(stop_.number(), 1); }
 
   std::string address() const { return simulation_.addresses()[0]; }
   std::uint16_t port() const { return static_cast<std::uint16_t>(std::stoi(address().substr(10))); }
@@ -135,7 +134,7 @@ TEST(Ask, KeepsWhatWasAnsweredBeforeTheServiceBrokeOff) {
 TEST(Ask, AStopEndsAClientThatTheServiceLeavesWaiting) {
   RunningServer server("0,behave=silent");  // never answers a front end either
   const Descriptor stop(eventfd(1, EFD_CLOEXEC));
-  EXPECT_EQ(ask(askFor(0, server.port()), stop.get()).failure, "");
+  EXPECT_EQ(ask(askFor(0, server.port()), stop.number()).failure, "");
 }
 
 }  // namespace
