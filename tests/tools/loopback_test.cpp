@@ -6,8 +6,8 @@
 
 #include "tests/support/eventually.h"
 #include "tests/support/fake_server.h"
-#include "tools/ask.h"
-#include "tools/simulate.h"
+#include "tools/front_end.h"
+#include "tools/simulation.h"
 
 namespace nimbolsp::tools {
 namespace {
@@ -20,11 +20,12 @@ class RunningServer {
   }
   ~RunningServer() { eventfd_write(stop_.number(), 1); }
 
-  std::string address() const { return simulation_.addresses()[0]; }
+  const std::string& address() const { return address_; }
   std::uint16_t port() const { return static_cast<std::uint16_t>(std::stoi(address().substr(10))); }
 
  private:
   Simulation simulation_;
+  const std::string address_ = simulation_.figures()[0].address;
   const Descriptor stop_{eventfd(0, EFD_CLOEXEC)};
   std::future<void> run_;  // waits for the thread's end
 };

@@ -1,4 +1,4 @@
-#include "tools/ask.h"
+#include "tools/front_end.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>

@@ -3,6 +3,7 @@
 // some hundred bytes, and when descriptors run out, new connections wait.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <deque>
 #include <set>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "service/wire/descriptor.h"
+#include "tools/simulated_connection.h"
 #include "tools/simulated_server.h"
 
 namespace nimbolsp::tools {
@@ -21,6 +23,15 @@ struct RunUntil {
   int stopDescriptor = -1;         // readable; -1: none
   int inputDescriptor = -1;        // its end; what it gives until then is read and dropped; -1: none
   std::int64_t milliseconds = -1;  // so much time; negative: no limit
+};
+
+// What there is to tell of one server.
+struct ServerFigures {
+  std::string address;  // 127.0.0.1:PORT
+  ServerOptions options;
+  std::uint64_t pollsAnswered;
+  std::uint64_t visits;
+  Statistics statistics;
 };
 
 class Simulation {
@@ -33,14 +44,8 @@ class Simulation {
   // Serves until told to stop. Connections stay open for another run.
   void run(const RunUntil& until);
 
-  // "127.0.0.1:PORT" of every server, in the order given.
-  std::vector<std::string> addresses() const;
-
-  // A line for every server: its address and its description.
-  std::string listServers() const;
-
-  // The table of the end: polls answered, visits, load and allocation list for lists `bucketSize` wide.
-  std::string report(std::int32_t bucketSize);
+  // The figures of every server, in the order given. Not while it runs.
+  std::vector<ServerFigures> figures();
 
  private:
   struct Place {  // where a server listens
@@ -49,16 +54,20 @@ class Simulation {
     std::uint16_t port = 0;
   };
 
-  enum class State { kReading, kSending, kDraining };
+  struct Entry {
+    Entry(Descriptor socket, SimulatedServer& server, std::int64_t now)
+        : connection(std::move(socket), server, now) {}
 
-  struct Connection {
-    Descriptor socket;
-    SimulatedServer* server = nullptr;
-    State state = State::kReading;
-    CallReader reader;
-    Reaction reaction;
-    std::size_t sent = 0;
-    std::int64_t deadline = -1;  // in `deadlines_`; -1: none
+    SimulatedConnection connection;
+    SimulatedConnection::Wait filed;  // with `epoll_` and in `deadlines_`
+  };
+  using Connections = std::unordered_map<int, Entry>;  // by descriptor
+
+  struct Deadline {
+    std::int64_t time;
+    int descriptor;
+
+    auto operator<=>(const Deadline&) const = default;
   };
 
   void openPlace(const ServerOptions& options);
@@ -72,22 +81,17 @@ class Simulation {
   void pauseAccepting();
   void resumeAccepting();
   void addConnection(Descriptor socket, SimulatedServer& server);
-  void readMore(Connection& connection);
-  void peerClosed(Connection& connection);
-  void start(Connection& connection, Caller caller);
-  void sendMore(Connection& connection);
-  void finish(Connection& connection);
-  void setDeadline(Connection& connection, std::int64_t time);
+  void refile(Connections::iterator at);
+  void drop(Connections::iterator at);
   void passDeadlines();
-  void drop(Connection& connection);
 
   std::deque<Place> places_;  // stay where they are: connections point to their servers
   Descriptor epoll_;
   std::unordered_map<int, SimulatedServer*> listeners_;
-  std::unordered_map<int, Connection> connections_;
-  std::set<std::pair<std::int64_t, int>> deadlines_;  // time, descriptor of the connection
-  std::int64_t acceptAgain_ = -1;                     // when descriptors had run out
-  std::int64_t now_ = 0;                              // milliseconds, taken after every wait
+  Connections connections_;
+  std::set<Deadline> deadlines_;
+  std::int64_t acceptAgain_ = -1;  // when descriptors had run out
+  std::int64_t now_ = 0;           // milliseconds, taken after every wait
   bool stopped_ = false;
 };
 

@@ -1,6 +1,5 @@
-#include "tools/simulate.h"
+#include "tools/simulation.h"
 
-#include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
@@ -13,7 +12,6 @@
 
 #include "service/balance.h"
 #include "service/wire/addresses.h"
-#include "tools/text_table.h"
 
 namespace nimbolsp::tools {
 
@@ -22,8 +20,6 @@ namespace {
 constexpr int kEventsAtOnce = 256;
 constexpr int kAcceptsAtOnce = 64;  // then the other sockets have their turn
 constexpr std::size_t kReadSize = 4096;
-constexpr std::int64_t kIdleLimit = 60'000;  // for a peer that sends nothing and does not close
-constexpr std::int64_t kDrainLimit = 5'000;  // for a peer to close after us
 constexpr std::int64_t kAcceptPause = 50;
 constexpr std::int64_t kLongestWait = 3'600'000;
 
@@ -38,10 +34,6 @@ std::int64_t steadyMilliseconds() {
 
 std::string addressText(std::uint16_t port) {
   return "127.0.0.1:" + std::to_string(port);
-}
-
-bool wouldBlock(int error) {
-  return error == EAGAIN || error == EWOULDBLOCK;
 }
 
 bool outOfResources(int error) {
@@ -115,7 +107,7 @@ int Simulation::waitTime(std::int64_t end) const {
   std::int64_t next = now_ + kLongestWait;
   if (end >= 0) next = std::min(next, end);
   if (acceptAgain_ >= 0) next = std::min(next, acceptAgain_);
-  if (!deadlines_.empty()) next = std::min(next, deadlines_.begin()->first);
+  if (!deadlines_.empty()) next = std::min(next, deadlines_.begin()->time);
   return static_cast<int>(std::max<std::int64_t>(next - now_, 0));
 }
 
@@ -129,21 +121,15 @@ void Simulation::dispatch(int descriptor, std::uint32_t events, const RunUntil& 
   } else if (auto listener = listeners_.find(descriptor); listener != listeners_.end()) {
     acceptAll(descriptor, *listener->second);
   } else if (auto found = connections_.find(descriptor); found != connections_.end()) {
-    Connection& connection = found->second;
-    if (connection.state != State::kSending) {
-      readMore(connection);
-    } else if ((events & (EPOLLERR | EPOLLHUP)) != 0) {
-      drop(connection);
-    } else if ((events & EPOLLOUT) != 0) {
-      sendMore(connection);
-    }
+    found->second.connection.handle(events, now_);
+    refile(found);
   }
 }
 
 void Simulation::readInput(int descriptor) {
   std::array<char, kReadSize> dropped;
   const ssize_t length = read(descriptor, dropped.data(), dropped.size());
-  if (length == 0 || (length < 0 && errno != EINTR && !wouldBlock(errno))) stopped_ = true;
+  if (length == 0 || (length < 0 && errno != EINTR && errno != EAGAIN)) stopped_ = true;
 }
 
 void Simulation::acceptAll(int listening, SimulatedServer& server) {
@@ -154,7 +140,7 @@ void Simulation::acceptAll(int listening, SimulatedServer& server) {
     } else if (outOfResources(errno)) {
       pauseAccepting();
       return;
-    } else if (wouldBlock(errno)) {
+    } else if (errno == EAGAIN) {
       return;
     }
     // Any other error is that of one connection, which is gone.
@@ -177,127 +163,48 @@ void Simulation::resumeAccepting() {
 void Simulation::addConnection(Descriptor socket, SimulatedServer& server) {
   if (server.options().behaviour == Behaviour::kClose) return;  // closes with the scope
   const int descriptor = socket.number();
-  const int immediately = 1;
-  setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &immediately, sizeof immediately);
-  Connection& connection = connections_[descriptor];
-  connection.socket = std::move(socket);
-  connection.server = &server;
-  if (server.options().behaviour != Behaviour::kSilent) setDeadline(connection, now_ + kIdleLimit);
-  if (!watch(descriptor, EPOLLIN, EPOLL_CTL_ADD)) drop(connection);
+  const auto [at, added] = connections_.try_emplace(descriptor, std::move(socket), server, now_);
+  Entry& entry = at->second;
+  entry.filed = entry.connection.wait();
+  if (entry.filed.deadline >= 0) deadlines_.insert({entry.filed.deadline, descriptor});
+  if (!watch(descriptor, entry.filed.events, EPOLL_CTL_ADD)) drop(at);
 }
 
-// Reads once: what is left wakes the loop again, after the others had their turn.
-void Simulation::readMore(Connection& connection) {
-  std::array<std::uint8_t, kReadSize> bytes;
-  const ssize_t length = recv(connection.socket.number(), bytes.data(), bytes.size(), 0);
-  if (length < 0 && (errno == EINTR || wouldBlock(errno))) return;
-  if (length <= 0) {
-    peerClosed(connection);
-  } else if (connection.state == State::kReading) {
-    const Caller caller = connection.reader.take({bytes.data(), static_cast<std::size_t>(length)});
-    if (caller != Caller::kUndecided) start(connection, caller);
+// Files what a connection waits for after a step.
+void Simulation::refile(Connections::iterator at) {
+  const int descriptor = at->first;
+  Entry& entry = at->second;
+  const SimulatedConnection::Wait& wait = entry.connection.wait();
+  if (wait.over) return drop(at);
+  if (wait.events != entry.filed.events) watch(descriptor, wait.events, EPOLL_CTL_MOD);
+  if (wait.deadline != entry.filed.deadline) {
+    deadlines_.erase({entry.filed.deadline, descriptor});
+    if (wait.deadline >= 0) deadlines_.insert({wait.deadline, descriptor});
   }
+  entry.filed = wait;
 }
 
-void Simulation::peerClosed(Connection& connection) {
-  if (connection.state == State::kReading) connection.server->react(Caller::kVisit, now_);
-  drop(connection);
-}
-
-void Simulation::start(Connection& connection, Caller caller) {
-  connection.reaction = connection.server->react(caller, now_);
-  connection.state = State::kSending;
-  sendMore(connection);
-}
-
-void Simulation::sendMore(Connection& connection) {
-  const int descriptor = connection.socket.number();
-  const std::vector<std::uint8_t>& bytes = connection.reaction.bytes;
-  const std::int32_t pause = connection.reaction.pause;
-  while (connection.sent < bytes.size()) {
-    const std::size_t length = pause > 0 ? 1 : bytes.size() - connection.sent;
-    const ssize_t taken = send(descriptor, &bytes[connection.sent], length, MSG_NOSIGNAL);
-    if (taken < 0 && errno == EINTR) continue;
-    if (taken < 0 && wouldBlock(errno)) {
-      watch(descriptor, EPOLLOUT, EPOLL_CTL_MOD);
-      return;
-    }
-    if (taken < 0) return drop(connection);
-    connection.sent += static_cast<std::size_t>(taken);
-    if (pause > 0 && connection.sent < bytes.size()) {
-      setDeadline(connection, now_ + pause);
-      watch(descriptor, 0, EPOLL_CTL_MOD);
-      return;
-    }
-  }
-  finish(connection);
-}
-
-// An end that the peer sees behind the last byte: what it still sends is read until it closes too, for unread
-// bytes would turn the close into a reset.
-void Simulation::finish(Connection& connection) {
-  const int descriptor = connection.socket.number();
-  connection.server->sent(connection.sent);
-  if (connection.reaction.end == Reaction::End::kReset) {
-    resetOnClose(descriptor);
-    return drop(connection);
-  }
-  const bool keep = connection.reaction.end == Reaction::End::kKeep;
-  if (!keep) shutdown(descriptor, SHUT_WR);
-  connection.state = State::kDraining;
-  setDeadline(connection, keep ? -1 : now_ + kDrainLimit);
-  watch(descriptor, EPOLLIN, EPOLL_CTL_MOD);
-}
-
-void Simulation::setDeadline(Connection& connection, std::int64_t time) {
-  const int descriptor = connection.socket.number();
-  if (connection.deadline >= 0) deadlines_.erase({connection.deadline, descriptor});
-  connection.deadline = time;
-  if (time >= 0) deadlines_.emplace(time, descriptor);
+void Simulation::drop(Connections::iterator at) {
+  deadlines_.erase({at->second.filed.deadline, at->first});
+  connections_.erase(at);
 }
 
 void Simulation::passDeadlines() {
   if (acceptAgain_ >= 0 && acceptAgain_ <= now_) resumeAccepting();
-  while (!deadlines_.empty() && deadlines_.begin()->first <= now_) {
-    Connection& connection = connections_.at(deadlines_.begin()->second);
-    setDeadline(connection, -1);
-    if (connection.state == State::kSending && connection.reaction.pause > 0) {
-      sendMore(connection);
-    } else {
-      peerClosed(connection);
-    }
+  while (!deadlines_.empty() && deadlines_.begin()->time <= now_) {
+    const auto at = connections_.find(deadlines_.begin()->descriptor);
+    at->second.connection.passDeadline(now_);
+    refile(at);
   }
 }
 
-void Simulation::drop(Connection& connection) {
-  setDeadline(connection, -1);
-  connections_.erase(connection.socket.number());
-}
-
-std::vector<std::string> Simulation::addresses() const {
-  std::vector<std::string> result;
-  for (const Place& place : places_) result.push_back(addressText(place.port));
-  return result;
-}
-
-std::string Simulation::listServers() const {
-  std::string lines;
-  for (const Place& place : places_) {
-    lines += addressText(place.port) + " " + describe(place.server.options()) + "\n";
-  }
-  return lines;
-}
-
-std::string Simulation::report(std::int32_t bucketSize) {
-  std::vector<std::vector<std::string>> rows{{"ADDRESS", "ANSWERED", "VISITS", "LOAD", "LIST"}};
+std::vector<ServerFigures> Simulation::figures() {
+  std::vector<ServerFigures> result;
   for (Place& place : places_) {
-    const Statistics now = place.server.statistics(steadyMilliseconds());
-    rows.push_back({addressText(place.port), std::to_string(place.server.pollsAnswered()),
-                    std::to_string(place.server.visits()),
-                    std::to_string(loadPercent(now.loadUsed, now.loadLimit)) + "%",
-                    std::to_string(allocationListOf(now.ratioDivisor, now.ratioDividend, bucketSize))});
+    result.push_back({addressText(place.port), place.server.options(), place.server.pollsAnswered(),
+                      place.server.visits(), place.server.statistics(steadyMilliseconds())});
   }
-  return formatTable(rows, "lrrrr");
+  return result;
 }
 
 }  // namespace nimbolsp::tools

@@ -1,0 +1,120 @@
+// "ask": acts as a front end, and shows who answered how often.
+#include <arpa/inet.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "service/pool_loader.h"
+#include "service/settings.h"
+#include "service/wire/request_protocol.h"
+#include "tools/commands/checks.h"
+#include "tools/commands/command.h"
+#include "tools/front_end.h"
+#include "tools/process.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+constexpr int kNoServerAnswered = 1;
+constexpr int kServiceFailed = 3;
+constexpr std::int32_t kMaximumClients = 1000;
+
+const char* const kStatuses =
+    R"(Bytes that are no printable ASCII characters are shown as \xHH, a backslash as \\. SIGINT and SIGTERM end it;
+what was answered until then is shown.
+Exit status: 0 every request was answered with a server, 1 at least one was answered with no server, 2 the
+command line is wrong or the profile has no port, 3 the service could not be reached or broke off (what was
+answered until then is shown).)";
+
+struct Line {
+  AskOptions options;
+  std::string profile = "nimbolsp.ini";
+  std::int64_t interval = 0;
+  bool plain = false;
+};
+
+// The port of the service whose profile this is. A name without a folder gets one, for some names alone stand
+// for the layer's own profile.
+std::int32_t portOfProfile(const std::string& profile) {
+  if (access(profile.c_str(), R_OK) != 0) {
+    throw std::invalid_argument(profile + " cannot be read: give --port or --profile");
+  }
+  Settings found;
+  found.profilePath = profile.find('/') == std::string::npos ? "./" + profile : profile;
+  setSettings(found);
+  const std::int32_t port = readServicePort();
+  if (port == 0) throw std::invalid_argument(profile + " has no Port in section [Setup]");
+  return port;
+}
+
+int run(Line& line) {
+  AskOptions& options = line.options;
+  if (options.pool.size() > kMaximumBodySize) {
+    throw std::invalid_argument("a pool's name has at most " + std::to_string(kMaximumBodySize) + " bytes");
+  }
+  if (options.port == 0) options.port = portOfProfile(line.profile);
+  options.interval = std::chrono::milliseconds(line.interval);
+  const Descriptor stop = catchStopSignals();
+  const AskOutcome outcome = ask(options, stop.number());
+
+  const AnswerCount& answers = outcome.answers;
+  if (answers.total() > 0) print(line.plain ? answers.plainLines() : answers.table(options.visit));
+  if (line.plain && answers.failedVisits() > 0) {
+    complain("failed visits: " + std::to_string(answers.failedVisits()));
+  }
+  if (!outcome.failure.empty()) {
+    complain(outcome.failure);
+    return kServiceFailed;
+  }
+  return answers.withoutServer() > 0 ? kNoServerAnswered : kDone;
+}
+
+void addAddressOptions(CLI::App& command, Line& line) {
+  command.add_option("--host", line.options.host, "The service's address, dotted (default 127.0.0.1)")
+      ->type_name("ADDRESS")
+      ->check([](const std::string& host) {
+        in_addr address{};
+        return inet_pton(AF_INET, host.c_str(), &address) == 1 ? "" : "\"" + host + "\" is no IPv4 address";
+      });
+  CLI::Option* port = command.add_option("--port", line.options.port, "The service's port");
+  port->type_name("PORT")->check(between(1, 65535));
+  command
+      .add_option("--profile", line.profile,
+                  "The service's profile, to read the port from (default nimbolsp.ini)")
+      ->type_name("FILE")
+      ->excludes(port);
+}
+
+}  // namespace
+
+Runner declareAsk(CLI::App& command) {
+  const auto line = std::make_shared<Line>();
+  command
+      .add_option("POOL", line->options.pool, "The pool's name, at most 255 bytes; its case does not matter")
+      ->required();
+  command.add_option("-n,--count", line->options.count, "Ask so often (default 1); 0: until stopped")
+      ->type_name("COUNT")
+      ->check(between(std::int64_t{0}, INT64_MAX));
+  addAddressOptions(command, *line);
+  command.add_flag("--visit", line->options.visit,
+                   "After each answer connect to the server and close, as a request\n"
+                   "that is brought there; an answer without address means 127.0.0.1");
+  command
+      .add_option("--clients", line->options.clients,
+                  "Ask from so many threads, at most 1000, which share COUNT (default 1)")
+      ->type_name("N")
+      ->check(between(1, kMaximumClients));
+  command.add_option("--interval", line->interval, "Pause of each client between two requests (default 0)")
+      ->type_name("MILLISECONDS")
+      ->check(between(std::int64_t{0}, std::int64_t{86'400'000}));
+  command.add_flag("--plain", line->plain, "Print lines \"COUNT ADDRESS\" instead of a table");
+  command.footer(kStatuses);
+  return [line] { return run(*line); };
+}
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,18 @@
+#include "tools/commands/command.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+constexpr Command kCommands[] = {
+    {"simulate", "Act as servers to poll, on 127.0.0.1", declareSimulate},
+    {"ask", "Act as a front end: ask the service for servers of a pool", declareAsk},
+};
+
+}  // namespace
+
+std::span<const Command> commands() {
+  return kCommands;
+}
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,33 @@
+// The sub-commands of the companion program: one file each, and the one table that the program walks.
+#pragma once
+
+#include <functional>
+#include <span>
+
+namespace CLI {
+class App;
+}
+
+namespace nimbolsp::tools {
+
+// Exit statuses that mean the same in every command. Each has more of its own, which its help tells.
+inline constexpr int kDone = 0;
+inline constexpr int kWrongCommandLine = 2;
+
+// Runs a command by the options that were parsed. Returns the exit status; throws std::invalid_argument with
+// a sentence where options do not go together.
+using Runner = std::function<int()>;
+
+struct Command {
+  const char* name;
+  const char* help;              // one line
+  Runner (*declare)(CLI::App&);  // declares the options and all further help
+};
+
+// In the order of the help.
+std::span<const Command> commands();
+
+Runner declareAsk(CLI::App& command);
+Runner declareSimulate(CLI::App& command);
+
+}  // namespace nimbolsp::tools
