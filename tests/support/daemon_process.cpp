@@ -10,8 +10,6 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "tests/support/eventually.h"
-
 namespace {
 
 void fill(int pipe) {
@@ -30,11 +28,6 @@ DaemonProcess::~DaemonProcess() {
   if (!isRunning()) return;
   kill(pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
-}
-
-void DaemonProcess::writeProfile(const std::string& setupLines, const std::string& sections) const {
-  folder_.write("nimbolsp.ini",
-                "[Setup]\r\nPort=" + std::to_string(port_) + "\r\n" + setupLines + "\r\n" + sections);
 }
 
 void DaemonProcess::spawn(const std::vector<std::string>& commandLine, Output output) {
@@ -77,23 +70,13 @@ void DaemonProcess::limitFileSize(rlim_t bytes) const {
   prlimit(pid_, RLIMIT_FSIZE, &limit, nullptr);
 }
 
-int DaemonProcess::wait() {
-  return eventually([this] { return !isRunning(); }) ? status_ : -1;
-}
-
-int DaemonProcess::run(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), programPath());
-  spawn(arguments);
-  return wait();
-}
-
 bool DaemonProcess::startService(const std::string& command, Output output) {
   spawn({programPath(), command}, output);
   // Either may lack the line: a quiet terminal, or a log that was cut since.
-  const auto reported = [&] { return log(command) + this->output(); };
-  return eventually(
-             [&] { return reported().find("Process started\n") != std::string::npos || !isRunning(); }) &&
-         isRunning();
+  const auto serves = [&] {
+    return (log(command) + this->output()).find("Process started\n") != std::string::npos;
+  };
+  return eventually([&] { return serves() || !isRunning(); }) && isRunning();
 }
 
 int DaemonProcess::stopService() {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/eventually.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/test_client.h"
 
@@ -27,16 +28,25 @@ class DaemonProcess {
   std::uint16_t port() const { return port_; }
 
   // Writes the profile: section "Setup" with the port and these lines, then `sections`.
-  void writeProfile(const std::string& setupLines, const std::string& sections = "") const;
+  void writeProfile(const std::string& setupLines, const std::string& sections = "") const {
+    const std::string port = "[Setup]\r\nPort=" + std::to_string(port_) + "\r\n";
+    folder_.write("nimbolsp.ini", port + setupLines + "\r\n" + sections);
+  }
 
   // Starts the program in its folder with an argument 0 of any kind and arguments.
   void spawn(const std::vector<std::string>& commandLine, Output output = kFile);
 
   // Waits for its end. Returns its exit status; -1 for any other end, also at the far deadline.
-  int wait();
+  int wait() {
+    return eventually([this] { return !isRunning(); }) ? status_ : -1;
+  }
 
   // Runs it to its end with arguments, as its own path.
-  int run(std::vector<std::string> arguments);
+  int run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), programPath());
+    spawn(arguments);
+    return wait();
+  }
 
   // Starts the service and waits until it serves. False when it ends instead.
   bool startService(const std::string& command = "-run", Output output = kFile);

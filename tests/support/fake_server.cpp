@@ -2,17 +2,10 @@
 
 #include <sys/socket.h>
 
-#include "tests/support/eventually.h"
-
 FakeServer::FakeServer(const nimbolsp::Statistics& statistics)
     : listening_(bindPort()), port_(portOf(listening_.number())) {
   answer(statistics);
   listenAgain();
-}
-
-void FakeServer::answer(const nimbolsp::Statistics& statistics) {
-  const nimbolsp::PollReply reply = nimbolsp::encodePollReply(statistics);
-  answerWith({reply.begin(), reply.end()});
 }
 
 void FakeServer::answerWith(const std::string& bytes, Manner manner) {
@@ -22,9 +15,8 @@ void FakeServer::answerWith(const std::string& bytes, Manner manner) {
 }
 
 void FakeServer::halt() {
-  if (!thread_.joinable()) return;
   shutdown(listening_.number(), SHUT_RDWR);  // ends the thread's accept
-  thread_.join();
+  thread_ = {};
   keptOpen_.clear();
 }
 
@@ -36,24 +28,11 @@ void FakeServer::refuse() {
 
 void FakeServer::listenAgain() {
   listen(listening_.number(), 128);
-  thread_ = std::thread([this] { serve(); });
-}
-
-std::string FakeServer::lastRequest() {
-  const std::lock_guard lock(mutex_);
-  return lastRequest_;
-}
-
-bool FakeServer::waitForPolls(int count) {
-  const int wanted = polls_ + count;
-  return eventually([&] { return polls_ >= wanted; });
+  thread_ = std::jthread([this] { serve(); });
 }
 
 void FakeServer::serve() {
-  int connection;
-  while ((connection = accept4(listening_.number(), nullptr, nullptr, SOCK_CLOEXEC)) != -1) {
-    dealWith(connection);
-  }
+  for (int c; (c = accept4(listening_.number(), nullptr, nullptr, SOCK_CLOEXEC)) != -1;) dealWith(c);
 }
 
 void FakeServer::dealWith(int connection) {

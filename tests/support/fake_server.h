@@ -8,10 +8,16 @@
 #include <thread>
 
 #include "service/wire/poll_protocol.h"
+#include "tests/support/eventually.h"
 #include "tests/support/test_client.h"
 
 // The statistics of an idle server, whose load a test's requests hardly raise.
 inline constexpr nimbolsp::Statistics kIdle{1, 0, 0, 1000000};
+
+// A message as text.
+std::string bytesOf(const auto& message) {
+  return {message.begin(), message.end()};
+}
 
 class FakeServer {
  public:
@@ -25,17 +31,24 @@ class FakeServer {
   std::string entry() const { return "127.0.0.1:" + std::to_string(port_); }
 
   // What it does with the next polls.
-  void answer(const nimbolsp::Statistics& statistics);
+  void answer(const nimbolsp::Statistics& statistics) {
+    answerWith(bytesOf(nimbolsp::encodePollReply(statistics)));
+  }
   void answerWith(const std::string& bytes, Manner manner = kClose);
   void refuse();  // does not listen
   void listenAgain();
 
   // How many polls it has seen and dealt with, and the bytes of the last request.
   int polls() const { return polls_; }
-  std::string lastRequest();
+  std::string lastRequest() {
+    const std::lock_guard lock(mutex_);
+    return lastRequest_;
+  }
 
   // Waits until `count` more polls have been dealt with. False at the far deadline.
-  bool waitForPolls(int count);
+  bool waitForPolls(int count) {
+    return eventually([this, wanted = polls_ + count] { return polls_ >= wanted; });
+  }
 
  private:
   void halt();
@@ -44,7 +57,7 @@ class FakeServer {
 
   Descriptor listening_;  // only bound while it refuses
   std::uint16_t port_;
-  std::thread thread_;
+  std::jthread thread_;
   std::deque<Descriptor> keptOpen_;  // the thread's, while it runs
   std::atomic<int> polls_{0};
 

@@ -21,10 +21,6 @@ TestClient::TestClient(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM
   if (connect(socket_.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) close();
 }
 
-bool TestClient::send(std::string_view bytes) {
-  return ::send(socket_.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == std::ssize(bytes);
-}
-
 std::string TestClient::receive(std::size_t size) {
   if (size == 0) return {};  // even so a call would take the reset that awaitEnd is to see
   std::string bytes(size, '\0');
@@ -38,15 +34,6 @@ TestClient::End TestClient::awaitEnd() {
   const ssize_t received = recv(socket_.number(), &byte, 1, 0);
   if (received == 0) return kClosed;
   return received == -1 && errno == ECONNRESET ? kReset : kNone;
-}
-
-void TestClient::reset() {
-  nimbolsp::resetOnClose(socket_.number());
-  close();
-}
-
-std::string requestFor(std::string_view pool) {
-  return std::string{'\0', static_cast<char>(pool.size())}.append(pool);
 }
 
 std::string ask(std::uint16_t port, std::string_view pool) {

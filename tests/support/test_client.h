@@ -23,7 +23,9 @@ class TestClient {
   bool connected() const { return socket_.number() != -1; }
 
   // False when the peer has gone.
-  bool send(std::string_view bytes);
+  bool send(std::string_view bytes) {
+    return ::send(socket_.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == std::ssize(bytes);
+  }
 
   // The next `size` bytes; fewer when the peer closes or resets before, or at the far deadline.
   std::string receive(std::size_t size);
@@ -34,9 +36,10 @@ class TestClient {
   bool isReset() { return awaitEnd() == kReset; }
 
   void close() { socket_.close(); }
-
-  // Closes so that the peer sees a reset.
-  void reset();
+  void reset() {  // closes so that the peer sees a reset
+    nimbolsp::resetOnClose(socket_.number());
+    close();
+  }
 
  private:
   enum End { kNone, kClosed, kReset };
@@ -46,7 +49,9 @@ class TestClient {
 };
 
 // The bytes of a request for a server of a pool.
-std::string requestFor(std::string_view pool);
+inline std::string requestFor(std::string_view pool) {
+  return std::string{'\0', static_cast<char>(pool.size())}.append(pool);
+}
 
 // Asks the service for a server of a pool. Returns its text, empty for none; "(no answer)" when the answer is
 // not one, or the connection does not end in order behind it.

@@ -3,6 +3,7 @@
 #include <sys/eventfd.h>
 
 #include <future>
+#include <thread>
 
 #include "tests/support/eventually.h"
 #include "tests/support/fake_server.h"
@@ -15,9 +16,7 @@ namespace {
 // A simulated server that runs from here to the end of the scope.
 class RunningServer {
  public:
-  explicit RunningServer(const std::string& description) : simulation_({parseServerOptions(description)}) {
-    run_ = std::async(std::launch::async, [this] { simulation_.run({stop_.number(), -1, -1}); });
-  }
+  explicit RunningServer(const std::string& description) : simulation_({parseServerOptions(description)}) {}
   ~RunningServer() { eventfd_write(stop_.number(), 1); }
 
   const std::string& address() const { return address_; }
@@ -27,25 +26,18 @@ class RunningServer {
   Simulation simulation_;
   const std::string address_ = simulation_.figures()[0].address;
   const Descriptor stop_{eventfd(0, EFD_CLOEXEC)};
-  std::future<void> run_;  // waits for the thread's end
+  std::jthread run_{[this] { simulation_.run({stop_.number(), -1, -1}); }};
 };
 
-std::string pollBytes() {
-  const PollRequest request = encodePollRequest();
-  return {request.begin(), request.end()};
-}
+const std::string kPoll = bytesOf(encodePollRequest());
 
 std::string replyWith(std::int32_t loadUsed) {
-  const PollReply reply = encodePollReply({1, 0, loadUsed, 100});
-  return {reply.begin(), reply.end()};
+  return bytesOf(encodePollReply({1, 0, loadUsed, 100}));
 }
 
 AskOptions askFor(std::int64_t count, std::int32_t port) {
-  AskOptions options;
-  options.pool = std::string(kPollRequestSize - 2, 'p');  // as long as a poll: the fake server answers it
-  options.count = count;
-  options.port = port;
-  return options;
+  // As long as a poll, so that the fake server answers it.
+  return {.pool = std::string(kPollRequestSize - 2, 'p'), .count = count, .port = port};
 }
 
 std::string answerOf(const std::string& server) {
@@ -66,7 +58,7 @@ TEST(Simulation, EveryBehaviourIsWhatAPeerSees) {
     SCOPED_TRACE(c.behaviour);
     RunningServer server(std::string("0,used=5,behave=") + c.behaviour);
     TestClient client(server.port());
-    client.send(pollBytes());
+    client.send(kPoll);
     EXPECT_EQ(client.receive(c.bytes.size()), c.bytes);
     EXPECT_TRUE(*c.behaviour == 'r' ? client.isReset() : client.isEnded());
   }
@@ -80,11 +72,11 @@ TEST(Simulation, VisitsRaiseTheLoadAndAreCounted) {
   talks.send("GET");
   EXPECT_TRUE(talks.isEnded());
   TestClient beginsLikeAPoll(server.port());
-  beginsLikeAPoll.send(pollBytes().substr(0, 2));
+  beginsLikeAPoll.send(kPoll.substr(0, 2));
   beginsLikeAPoll.reset();
   const auto threeAreSeen = [&server] {
     TestClient client(server.port());
-    client.send(pollBytes());
+    client.send(kPoll);
     return client.receive(kPollReplySize) == replyWith(3);
   };
   EXPECT_TRUE(eventually(threeAreSeen));
@@ -127,8 +119,6 @@ TEST(Ask, KeepsWhatWasAnsweredBeforeTheServiceBrokeOff) {
     const AskOutcome outcome = asked.get();
     EXPECT_NE(outcome.failure.find(c.failure), std::string::npos) << outcome.failure;
     EXPECT_GE(outcome.answers.total(), 1u);
-    service.refuse();
-    EXPECT_NE(ask(askFor(1, service.port()), -1).failure.find("cannot connect"), std::string::npos);
   }
 }
 

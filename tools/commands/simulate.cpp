@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "service/balance.h"
 #include "service/wire/descriptors.h"
 #include "tools/commands/checks.h"
 #include "tools/commands/command.h"
