@@ -13,7 +13,9 @@ namespace {
 std::string dottedAddress(std::uint32_t networkOrder) {
   const std::uint32_t address = ntohl(networkOrder);
   std::string text = std::to_string(address >> 24);
-  for (int shift = 16; shift >= 0; shift -= 8) text += "." + std::to_string(address >> shift & 0xFF);
+  for (int shift = 16; shift >= 0; shift -= 8) {
+    text.append(1, '.').append(std::to_string(address >> shift & 0xFF));
+  }
   return text;
 }
 

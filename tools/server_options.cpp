@@ -37,7 +37,7 @@ constexpr BehaviourWord kBehaviours[] = {
 }
 
 std::string quoted(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
+  return std::string(1, '"').append(text).append(1, '"');
 }
 
 // The text up to a separator, which is taken away with it.
@@ -157,7 +157,7 @@ std::string describe(const ServerOptions& options) {
   for (const BehaviourWord& known : kBehaviours) {
     if (known.behaviour != options.behaviour) continue;
     text.append(",behave=").append(known.word);
-    if (known.highest >= 0) text += "=" + std::to_string(options.behaviourNumber);
+    if (known.highest >= 0) text.append(1, '=').append(std::to_string(options.behaviourNumber));
   }
   return text;
 }
