@@ -1,29 +1,43 @@
-# How everything is compiled: C++20, warnings as errors, position-independent, hardened, optionally with a
-# sanitizer. NIMBOLSP_SANITIZE is empty, "address" (with undefined) or "thread"; the presets set it.
-set(CMAKE_CXX_STANDARD 20)
-set(CMAKE_CXX_STANDARD_REQUIRED ON)
-set(CMAKE_CXX_EXTENSIONS OFF)
-set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-set(NIMBOLSP_SANITIZE "" CACHE STRING "Sanitizer: empty, address or thread")
-
+# How our own targets are compiled: strict C++20, warnings, position-independent, hardened, optionally with a
+# sanitizer. It is said target by target, so that nothing reaches a project that takes this one in.
+# Warnings are errors where CMAKE_COMPILE_WARNING_AS_ERROR is on; the presets set it.
+set(NIMBOLSP_SANITIZE "" CACHE STRING "Sanitizer: empty, address (with undefined) or thread")
 include(CheckPIESupported)
 check_pie_supported()
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-                    -Wold-style-cast -Wcast-align -Wformat=2 -Werror -fstack-protector-strong)
-add_link_options(-Wl,-z,relro,-z,now -Wl,-z,noexecstack)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-  add_compile_options(-Wthread-safety -Wthread-safety-beta)
-endif()
+# nimbolsp_harden(FOLDER): every target that the folder has defined so far.
+function(nimbolsp_harden folder)
+  get_property(targets DIRECTORY ${folder} PROPERTY BUILDSYSTEM_TARGETS)
+  foreach(target IN LISTS targets)
+    get_target_property(type ${target} TYPE)
+    if(NOT type MATCHES "INTERFACE|UTILITY")
+      nimbolsp_harden_target(${target} ${type})
+    endif()
+  endforeach()
+endfunction()
 
-if(NIMBOLSP_SANITIZE STREQUAL "address")
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=address,undefined)
-elseif(NIMBOLSP_SANITIZE STREQUAL "thread")
-  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=thread)
-else()
-  # Fortified calls hide errors from the sanitizers, so they belong to the plain build alone.
-  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
-endif()
+function(nimbolsp_harden_target target type)
+  set_target_properties(${target} PROPERTIES
+    CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  set(compile -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast
+      -Wcast-align -Wformat=2 -fstack-protector-strong)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    list(APPEND compile -Wthread-safety -Wthread-safety-beta)
+  endif()
+  set(link -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+  if(NIMBOLSP_SANITIZE STREQUAL "address")
+    list(APPEND compile -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    list(APPEND link -fsanitize=address,undefined)
+  elseif(NIMBOLSP_SANITIZE STREQUAL "thread")
+    list(APPEND compile -fsanitize=thread -fno-omit-frame-pointer)
+    list(APPEND link -fsanitize=thread)
+  else()
+    # Fortified calls need optimisation, and hide errors from the sanitizers.
+    set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+    list(APPEND compile $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=2>)
+  endif()
+  target_compile_options(${target} PRIVATE ${compile})
+  if(NOT type STREQUAL "STATIC_LIBRARY")  # whoever links a static library decides how
+    target_link_options(${target} PRIVATE ${link})
+  endif()
+endfunction()

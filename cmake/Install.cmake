@@ -1,0 +1,28 @@
+# What is installed, in three components: "daemon" (with its pages), "tools" (if they were built), and "layer" (the
+# library, its headers, and what find_package and pkg-config need).
+include(CMakePackageConfigHelpers)
+
+install(TARGETS nimbolsp RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
+install(FILES README.md docs/layer.md docs/protocols.md docs/nimbolsp.ini
+        DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon)
+if(TARGET nimbolspctl)  # optional, so that a build of the daemon alone can be installed
+  install(TARGETS nimbolspctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools OPTIONAL)
+endif()
+
+set(PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/nimboxi)
+set(PKGCONFIG_FOLDER ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(TARGETS nimboxi nimboxi_headers nimboxi_module_host EXPORT nimboxiTargets
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT layer FILE_SET HEADERS COMPONENT layer)
+install(EXPORT nimboxiTargets NAMESPACE nimboxi:: DESTINATION ${PACKAGE_FOLDER} COMPONENT layer)
+configure_package_config_file(packaging/nimboxiConfig.cmake.in ${PROJECT_BINARY_DIR}/nimboxiConfig.cmake
+                              INSTALL_DESTINATION ${PACKAGE_FOLDER})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/nimboxiConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/nimboxiConfig.cmake ${PROJECT_BINARY_DIR}/nimboxiConfigVersion.cmake
+        DESTINATION ${PACKAGE_FOLDER} COMPONENT layer)
+
+# The files of pkg-config find the rest from where they stand, so that the installed tree may be moved.
+file(RELATIVE_PATH PKGCONFIG_TO_PREFIX /prefix/${PKGCONFIG_FOLDER} /prefix)
+foreach(name nimboxi nimboxi-module-host)
+  configure_file(packaging/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${PKGCONFIG_FOLDER} COMPONENT layer)
+endforeach()
