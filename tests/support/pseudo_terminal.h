@@ -21,7 +21,11 @@ class PseudoTerminal {
     tcsetattr(port_.number(), TCSANOW, &raw);
   }
 
-  std::string path() const { return ptsname(farEnd()); }
+  // Empty where the system has none to give.
+  std::string path() const {
+    const char* path = ptsname(farEnd());
+    return path != nullptr ? path : "";
+  }
   int farEnd() const { return farEnd_.number(); }
   void hangUp() { farEnd_.close(); }
   termios settings() const {
