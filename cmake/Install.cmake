@@ -3,7 +3,7 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS nimbolsp RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
-install(FILES README.md docs/layer.md docs/protocols.md docs/nimbolsp.ini
+install(FILES README.md CHANGELOG.md docs/layer.md docs/protocols.md docs/nimbolsp.ini
         DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon)
 if(TARGET nimbolspctl)  # optional, so that a build of the daemon alone can be installed
   install(TARGETS nimbolspctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools OPTIONAL)
