@@ -4,7 +4,8 @@
 #include "nimboxi/modules.h"
 
 struct EngineCalls {
-  char order[32] = {};  // DllMain at the load and unload: L, U; attach, detach: A, D; l: load, f: free, "." another
+  char order[32] =
+      {};  // DllMain at the load and unload: L, U; attach, detach: A, D; l: load, f: free, "." another
   intptr_t last[4] = {};  // arguments, of DllMain (module, reason, load, 0) or the resource function
 };
 

@@ -46,6 +46,7 @@ class ServiceTest : public testing::Test {
   // The log's bytes, and its lines without their timestamps.
   std::string rawLog() const { return folder_.read("nimbolsp-test.log"); }
   std::string log() const { return folder_.readLog("nimbolsp-test.log"); }
+  void clearLog() const { folder_.write("nimbolsp-test.log", ""); }
 
   // What a report writes to the terminal.
   template <typename Report>
