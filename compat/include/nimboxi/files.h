@@ -35,9 +35,8 @@ extern "C" {
 
 // Opens or creates the file, or opens the port, called `fileName` (ports: nimboxi/ports.h). A new file gets
 // mode 0666 less the umask; no program that is launched inherits the file.
-//   access       GENERIC_WRITE to write and read. Without it what exists can be read, and what is made anew
-//   (by
-//                CREATE_NEW, CREATE_ALWAYS, or OPEN_ALWAYS without a file) can be written; a port can do both
+//   access       GENERIC_WRITE to read and write. Without it what exists can be read, and what is made anew
+//                (CREATE_NEW, CREATE_ALWAYS, OPEN_ALWAYS without a file) written. A port always does both.
 //   disposition  one of the creation dispositions; any other value means OPEN_EXISTING
 //   share, security, flags, templateFile  accepted without effect
 // Returns a handle that the caller closes with CloseHandle, or INVALID_HANDLE_VALUE. Last error of a failure:
@@ -96,9 +95,9 @@ BOOL UnlockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow,
 // Copies a file. Of its attributes the copy gets FILE_ATTRIBUTE_READONLY or not, as SetFileAttributes sets
 // it: it is read-only, or writable, for everybody. A copy that fails half-way leaves what it has written.
 //   failIfExists  TRUE: an existing `newName` is left alone, last error 80
-// Returns TRUE on success, last error 0 (what became of the attributes counts for it alone). Last error of a
-// failure: 30 for a short read, 29 for a short write, 31 when both names stand for one file, which is left
-// alone; else as CreateFile's.
+// Returns TRUE on success; the last error is then that of setting the attributes, 0 or mapped from errno.
+// Last error of a failure: 30 for a short read, 29 for a short write, 31 when both names stand for one file,
+// which is left alone; else as CreateFile's.
 BOOL CopyFile(const char* existingName, const char* newName, BOOL failIfExists);
 
 // The attributes of what stands at `path`: 16 or 17 for a directory, 32 or 33 for anything else, odd when its

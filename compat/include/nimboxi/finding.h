@@ -30,8 +30,8 @@ HANDLE FindFirstFile(const char* pattern, FindData* data);
 
 // Gets the next entry. An entry that cannot be looked at (a link to nothing) has attributes 0 and what `data`
 // held before as sizes and times; the last error is 31 then, else 0, and the result TRUE. Without memory for
-// its path an entry has its name alone. FALSE at the end with last error 0; FALSE with last error 2 for a
-// handle of 0 or -1 or a null `data`.
+// its path an entry has its name alone.
+// FALSE at the end with last error 0; FALSE with last error 2 for a handle of 0 or -1 or a null `data`.
 BOOL FindNextFile(HANDLE search, FindData* data);
 
 // Ends a search and frees its handle, which must not be used again. TRUE; FALSE with last error 31 for a

@@ -28,9 +28,10 @@ extern "C" {
 // has waited for, keeps what it holds until it is joined by its identity. A serial port first drains its
 // output: that blocks until the line has taken all, and where it fails it is tried again for the seconds that
 // "Delay" of section "Ports" of the layer profile says in up to four characters (120 for 0 or none); the call
-// guard is held meanwhile. Returns TRUE on success. Last error: 0; 31 for a bad handle, or when the object
-// cannot be closed: the handle stays then. A file whose last bytes cannot be written is one of those: it is
-// closed, the bytes are lost, and a second call frees the handle (nimboxi/support/file_handle.h does both).
+// guard is held meanwhile.
+// Returns TRUE on success. Last error: 0; 31 for a bad handle, or when the object cannot be closed: the
+// handle stays then. A file whose last bytes cannot be written is one of those: it is closed, the bytes are
+// lost, and a second call frees the handle (nimboxi/support/file_handle.h does both).
 BOOL CloseHandle(HANDLE handle);
 
 // The stdio stream of a file handle, owned by the handle; null with last error 31 for any other handle.

@@ -63,7 +63,7 @@ extern "C" {
 //   path      receives the path, cut to `pathSize` bytes with its NUL; untouched for no port's name
 //   pathSize  bytes that `path` holds; below 1 no name is a port's
 // Returns the DEVICE_ value: 0 when `name` is no port's, or when its entry in the profile names no line type.
-// Last error: of no use.
+// The last error is what looking for that entry left.
 DWORD MapDeviceName(const char* name, char* path, int32_t pathSize);
 
 // Cuts a profile entry "path,line type" at its first comma, puts what was behind it in lower case, and
@@ -78,9 +78,9 @@ BOOL GetCommState(HANDLE port, DCB* dcb);
 // Sets a port's terminal to a raw line, once its output has drained. The read time-out stays. Hardware flow
 // control goes on when fOutxCtsFlow is set or DTR or RTS is enabled; it goes off, whatever else is set, when
 // DTR is disabled; otherwise it stays as it was. A parallel port is left alone, and TRUE. The terminal is
-// unchanged on failure. Last error: 0; 31 for a bad handle or a null `dcb`; IE_BAUDRATE for another rate than
-// 110, 300, 600, 1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200, 230400; IE_BYTESIZE; else mapped from
-// errno.
+// unchanged on failure.
+// Last error: 0; 31 for a bad handle or a null `dcb`; IE_BAUDRATE for another rate than 110, 300, 600, 1200,
+// 2400, 4800, 9600, 19200, 38400, 57600, 115200, 230400; IE_BYTESIZE; else mapped from errno.
 BOOL SetCommState(HANDLE port, const DCB* dcb);
 
 // Fills `dcb` from a mode string of 5 to 50 characters, in one of two forms:
