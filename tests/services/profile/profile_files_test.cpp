@@ -7,6 +7,7 @@
 #include <sys/file.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -132,10 +133,13 @@ TEST_F(ProfileFiles, AWriteThatFailsLeavesEverythingAsItWas) {
 // When a file that is read cannot be opened for want of a descriptor, the write that follows may get one.
 TEST_F(ProfileFiles, AWriteTakesAFileThatItCannotOpenForNoEmptyOne) {
   folder_.write("a.ini", "[A]\nother=1\n");
-  auto oneLeft = std::make_unique<ResourceLimit>(RLIMIT_NOFILE, ResourceLimit::descriptors(1));
-  std::jthread rival([](const std::stop_token& stop) {
-    while (!stop.stop_requested()) close(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const rlim_t one = ResourceLimit::descriptors(1);
+  std::atomic<bool> started{false};  // before the limit, under which a sanitizer cannot look at a new thread
+  std::jthread rival([&started](const std::stop_token& stop) {
+    for (started = true; !stop.stop_requested();) close(open("/dev/null", O_RDONLY | O_CLOEXEC));
   });
+  while (!started) YieldThread();
+  auto oneLeft = std::make_unique<ResourceLimit>(RLIMIT_NOFILE, one);
   for (int i = 0, failures = 0; failures < 200 && i < 50000; ++i) failures += !write("a.ini", "1");
   oneLeft.reset();
   EXPECT_EQ(folder_.read("a.ini").substr(0, 12), "[A]\nother=1\n");
