@@ -1,13 +1,18 @@
-// Memory blocks: layout, growth, refusals, and the arithmetic of MulDiv.
+// Memory blocks: layout, growth, refusals, and the arithmetic of MulDiv; and calls that run out of memory at
+// their first, second, ... `new`.
 #include "nimboxi/memory.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstring>
-#include <string>
+#include <new>
 
 #include "nimboxi/errors.h"
+#include "nimboxi/process.h"
+#include "nimboxi/profile.h"
+#include "nimboxi/system.h"
+#include "tests/support/started_layer.h"
 
 TEST(MemoryBlocks, ReAllocKeepsTheBytesTheGuardsAndZeroesTheGrowth) {
   char* data = nullptr;
@@ -46,4 +51,51 @@ TEST(MemoryBlocks, MulDivWrapsItsProductAndNeverTraps) {
   EXPECT_EQ(MulDiv(-7, 1, 2), -3) << "the quotient is cut toward zero";
   EXPECT_EQ(MulDiv(100000, 100000, 100000), 14100) << "the product wraps to 1410065408";
   EXPECT_EQ(MulDiv(INT_MIN, 1, -1), INT_MIN) << "the smallest product over -1 wraps back";
+}
+
+// Every allocation of this program with `new` comes through here.
+static thread_local int allocationsLeft = -1;  // of this thread, until all fail; below 0: no limit
+
+void* operator new(std::size_t size) {
+  void* memory = allocationsLeft == 0 ? nullptr : std::malloc(size + 1);
+  if (allocationsLeft > 0) --allocationsLeft;
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+TEST(NoMemory, NoCallLetsAnExceptionOut) {
+  const StartedLayer layer;
+  static const std::string profile = layer.folder().write("a.ini", "[A]\r\nx=1\r\n");
+  static char text[9];
+  static void* output = text;
+  static const char* const kLong = "a text that a string has to allocate room for";
+  bool (*const calls[])() = {
+      // whether they succeed
+      [] { return GetPrivateProfileString("A", "x", "", text, 9, profile.c_str()) == 1; },
+      [] { return WritePrivateProfileString("A", kLong, "2", profile.c_str()) != 0; },
+      [] { return LoadLibrary(NIMBOLSP_TEST_MODULES "/plain") != nullptr; },
+      [] { return GetModuleHandle(NIMBOLSP_TEST_MODULES "/plain") != nullptr; },
+      [] { return RunShellCommand("true", 0, RUN_FOREGROUND | RUN_CAPTURE_OUTPUT, &output) == 32; },
+      [] { return IsProcessRunning("ps") != 0; },
+      [] { return ReportEvent(nullptr, 0, 0, 0, nullptr, 1, 0, &kLong, nullptr) != 0; },
+  };
+  for (const auto& call : calls) {
+    SCOPED_TRACE(&call - calls);
+    bool succeeded = false;
+    for (int i = 0; i < 30 && !succeeded; ++i) {
+      const std::string unchanged = layer.folder().read("a.ini");
+      allocationsLeft = i;
+      EXPECT_NO_THROW(succeeded = call());
+      allocationsLeft = -1;
+      EXPECT_TRUE(succeeded || layer.folder().read("a.ini") == unchanged);
+    }
+    EXPECT_TRUE(succeeded);
+  }
+  EXPECT_EQ(output, nullptr);
 }

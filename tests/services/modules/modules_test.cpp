@@ -9,17 +9,13 @@
 
 using namespace nimboxi;
 
-namespace {
+static const std::string kEngine = NIMBOLSP_TEST_MODULES "/engine";
 
-const std::string kEngine = NIMBOLSP_TEST_MODULES "/engine";
-
-HMODULE loadEngine(EngineCalls* calls) {
+static HMODULE loadEngine(EngineCalls* calls) {
   HMODULE engine = LoadLibrary(kEngine.c_str());
   reinterpret_cast<ReportCallsTo>(GetProcAddress(engine, "reportCallsTo"))(calls);
   return engine;
 }
-
-}  // namespace
 
 TEST(Modules, NamesOfALibraryCountTogetherAndTheLastFreeDetachesThenUnloads) {
   StartedLayer layer;

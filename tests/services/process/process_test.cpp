@@ -43,19 +43,16 @@ TEST(Process, CaptureGivesTheOutputAndItsFileStaysWhenItCannot) {
   const StartedLayer layer;
   const std::string& folder = layer.folder().path();
   const std::string moved = folder + ".moved";
-  const auto filesInFolder = [&folder] {
-    std::filesystem::directory_iterator all(folder);
-    return std::distance(begin(all), end(all));
-  };
+  const auto files = [&folder] { return std::distance(std::filesystem::directory_iterator(folder), {}); };
   // The output, and a "+" for each file that the call leaves.
   const auto capture = [&](const char* command, bool wantsOutput = true) {
-    auto before = filesInFolder();
+    const auto before = files();
     void* output = &output;
     RunShellCommand(command, 0, RUN_FOREGROUND | RUN_CAPTURE_OUTPUT, wantsOutput ? &output : nullptr);
     if (std::filesystem::exists(moved)) std::filesystem::rename(moved, folder);
     std::string result = wantsOutput && output != nullptr ? static_cast<char*>(output) : "";
     if (wantsOutput) FreeBlock(output);
-    return result.append(static_cast<std::size_t>(filesInFolder() - before), '+');
+    return result.append(static_cast<std::size_t>(files() - before), '+');
   };
   EXPECT_EQ(capture("head -c 100000 /dev/zero | tr '\\0' x"), std::string(100000, 'x'));
   EXPECT_EQ(capture("true"), "");
@@ -68,11 +65,11 @@ TEST(Process, CaptureGivesTheOutputAndItsFileStaysWhenItCannot) {
 TEST(Process, RunningMeansThatACommandNameOccursInTheText) {
   const StartedLayer layer;
   EXPECT_TRUE(IsProcessRunning("/usr/bin/services_tests"));
-  const std::string list = layer.folder().file("list");
+  const std::string& folder = layer.folder().path();
   const std::string path = getenv("PATH");
-  layer.folder().write("ps", "#!/bin/sh\ncat " + list + "\n");
-  std::filesystem::permissions(layer.folder().file("ps"), std::filesystem::perms{0700});
-  setenv("PATH", (layer.folder().path() + ":" + path).c_str(), 1);
+  std::filesystem::permissions(layer.folder().write("ps", "#!/bin/sh\ncat " + folder + "/list\n"),
+                               std::filesystem::perms{0700});
+  setenv("PATH", (folder + ":" + path).c_str(), 1);
   const auto isRunning = [&layer](const char* processes, const char* text) {
     layer.folder().write("list", processes);
     return IsProcessRunning(text) == TRUE;

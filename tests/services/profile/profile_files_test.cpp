@@ -1,7 +1,5 @@
 // The profile calls on real files: names, the one-entry cache, what is copied and what is written, and what
 // becomes of a file when a write fails or meets another.
-#include "compat/services/profile/profile_files.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -10,9 +8,6 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <memory>
-#include <string>
 #include <thread>
 
 #include "compat/services/profile/profile_path.h"
@@ -23,9 +18,6 @@
 #include "tests/support/test_client.h"
 
 using namespace nimboxi;
-
-namespace {
-
 using std::string_literals::operator""s;
 
 class ProfileFiles : public testing::Test {
@@ -41,19 +33,19 @@ class ProfileFiles : public testing::Test {
     char buffer[64];
     return {buffer, GetPrivateProfileString("A", "x", "(none)", buffer, sizeof buffer, name)};
   }
-
-  static bool write(const char* name, const std::string& value, const std::string& key = "x") {
-    return WritePrivateProfileString("A", key.c_str(), value.c_str(), name);
+  static bool write(const char* name, const char* value, const std::string& key = "x") {
+    return WritePrivateProfileString("A", key.c_str(), value, name);
   }
+  // The files are named from the working directory.
+  void put(const char* name, const std::string& text) { folder_.write(name, text); }
+  std::string get(const char* name) { return folder_.read(name); }
 
   TempFolder folder_;
   const std::filesystem::path before_ = std::filesystem::current_path();
 };
 
-}  // namespace
-
 TEST_F(ProfileFiles, ValuesAreCutToTheBuffer) {
-  folder_.write("a.ini", "[A]\r\nlong=12345678901234567890\r\nempty=\r\n");
+  put("a.ini", "[A]\r\nlong=12345678901234567890\r\nempty=\r\n");
   const auto read = [](const char* key, const char* defaultValue, DWORD size) {
     std::string buffer(10, '#');
     const DWORD length = GetPrivateProfileString("A", key, defaultValue, buffer.data(), size, "a.ini");
@@ -72,13 +64,13 @@ TEST_F(ProfileFiles, AFileIsReadOnceUntilSomethingEmptiesTheCache) {
   char buffer[32];
   EXPECT_TRUE(write("b.ini", "other")) << "a write makes the file";
   EXPECT_EQ(x("a.ini"), "(none)");
-  folder_.write("a.ini", "[A]\nx=1\n");
+  put("a.ini", "[A]\nx=1\n");
   EXPECT_EQ(x("a.ini"), "1") << "a missing file is not kept";
-  folder_.write("a.ini", "[A]\nx=2\n");
+  put("a.ini", "[A]\nx=2\n");
   EXPECT_EQ(x("a.ini"), "1") << "a change on disk is not seen";
   EXPECT_EQ(x("b.ini"), "other");
   EXPECT_EQ(x("a.ini"), "2") << "another file took the one entry";
-  folder_.write("a.ini", "[A]\nx=3\n");
+  put("a.ini", "[A]\nx=3\n");
   EXPECT_EQ(GetPrivateProfileSection("A", buffer, sizeof buffer, "b.ini"), 8u);
   EXPECT_EQ(x("a.ini"), "3") << "a section read of any file empties it";
   EXPECT_TRUE(write("a.ini", "4"));
@@ -86,107 +78,102 @@ TEST_F(ProfileFiles, AFileIsReadOnceUntilSomethingEmptiesTheCache) {
 }
 
 TEST_F(ProfileFiles, WritesByteForByteInTheFileThatALinkStandsFor) {
-  const struct {
-    std::string name, before, after;
-  } cases[] = {
-      {"a new section", "[B]\r\nx=1\r\n", "[B]\r\nx=1\r\n\r\n[A]\r\nx=v\r\n"},
-      {"old line ends stay, new ones are CR LF", "[A]\nx=1\ny=2\n", "[A]\nx=v\r\ny=2\n"},
-      {"a shorter text", "[A]\nx=12345\ny=2\n", "[A]\nx=v\r\ny=2\n"},
-      {"no line end", "[A]\r\ny=1", "[A]\r\ny=1x=v\r\n"},
-      {"nothing behind a NUL is lost", "[A]\nx=1\0tail\0"s, "[A]\nx=v\r\n\0tail\0"s},
-      {"a file that begins with a NUL", "\0old"s, "\r\n[A]\r\nx=v\r\n\0old"s},
-  };
-  std::filesystem::create_symlink("a.ini", folder_.file("link.ini"));
+  std::filesystem::create_symlink("a.ini", "link.ini");
   EXPECT_TRUE(write("link.ini", "v"));
-  EXPECT_EQ(folder_.read("a.ini"), "[A]\r\nx=v\r\n") << "a file that the link alone knew of";
-  std::filesystem::permissions(folder_.file("a.ini"), std::filesystem::perms{0642});
-  std::filesystem::create_hard_link(folder_.file("a.ini"), folder_.file("same.ini"));
-  for (const auto& [name, before, after] : cases) {
-    folder_.write("a.ini", before);
+  EXPECT_EQ(get("a.ini"), "[A]\r\nx=v\r\n") << "a file that the link alone knew of";
+  std::filesystem::permissions("a.ini", std::filesystem::perms{0642});
+  std::filesystem::create_hard_link("a.ini", "same.ini");
+  const auto after = [this](const std::string& before) {
+    put("a.ini", before);
     SetLastError(-1);
-    EXPECT_TRUE(write("link.ini", "v"));
-    EXPECT_EQ(GetLastError(), 0);
-    EXPECT_EQ(folder_.read("same.ini"), after) << name;
-  }
-  EXPECT_EQ(std::filesystem::status(folder_.file("a.ini")).permissions(), std::filesystem::perms{0642});
+    EXPECT_TRUE(write("link.ini", "v") && GetLastError() == 0);
+    return get("same.ini");
+  };
+  EXPECT_EQ(after("[B]\r\nx=1\r\n"), "[B]\r\nx=1\r\n\r\n[A]\r\nx=v\r\n") << "a new section";
+  EXPECT_EQ(after("[A]\nx=1\ny=2\n"), "[A]\nx=v\r\ny=2\n") << "old line ends stay, new ones are CR LF";
+  EXPECT_EQ(after("[A]\nx=12345\ny=2\n"), "[A]\nx=v\r\ny=2\n") << "a shorter text";
+  EXPECT_EQ(after("[A]\r\ny=1"), "[A]\r\ny=1x=v\r\n") << "no line end";
+  EXPECT_EQ(after("[A]\nx=1\0tail\0"s), "[A]\nx=v\r\n\0tail\0"s) << "nothing behind a NUL is lost";
+  EXPECT_EQ(after("\0old"s), "\r\n[A]\r\nx=v\r\n\0old"s) << "a file that begins with a NUL";
+  EXPECT_EQ(std::filesystem::status("a.ini").permissions(), std::filesystem::perms{0642});
 }
 
 TEST_F(ProfileFiles, AWriteThatFailsLeavesEverythingAsItWas) {
-  std::filesystem::create_directory(folder_.file("directory"));
-  std::filesystem::resize_file(folder_.write("huge.ini", "[A]\nx=1\n"), std::uintmax_t{1} << 31);
-  for (const char* name : {"directory", "huge.ini", "missing/a.ini"}) {
-    EXPECT_EQ(x(name), "(none)") << name;
-    EXPECT_FALSE(write(name, "2")) << name;
-  }
-  EXPECT_EQ(std::filesystem::file_size(folder_.file("huge.ini")), std::uintmax_t{1} << 31);
+  std::filesystem::create_directory("directory");
+  put("huge.ini", "[A]\nx=1\n");
+  std::filesystem::resize_file("huge.ini", std::uintmax_t{1} << 31);
+  for (const char* name : {"directory", "huge.ini", "missing/a.ini"})
+    EXPECT_FALSE(x(name) != "(none)" || write(name, "2")) << name;
+  EXPECT_EQ(std::filesystem::file_size("huge.ini"), std::uintmax_t{1} << 31);
   signal(SIGXFSZ, SIG_IGN);
   const std::string text = "[A]\r\nx=1\r\ny=2\r\n";
-  folder_.write("full.ini", text);
+  put("full.ini", text);
   for (const std::size_t room : {text.size() + 2, text.find('1') + 1}) {  // none to grow, none to change
     const ResourceLimit noMoreBytes(RLIMIT_FSIZE, room);
-    EXPECT_FALSE(write("full.ini", "2345"));
-    EXPECT_FALSE(GetLastError() == 0 || (room < text.size() && write("full.ini", "2")));
-    EXPECT_EQ(folder_.read("full.ini"), text);
+    EXPECT_FALSE(write("full.ini", "2345") || (room < text.size() && write("full.ini", "2")));
+    EXPECT_EQ(get("full.ini"), text);
   }
 }
 
 // When a file that is read cannot be opened for want of a descriptor, the write that follows may get one.
 TEST_F(ProfileFiles, AWriteTakesAFileThatItCannotOpenForNoEmptyOne) {
-  folder_.write("a.ini", "[A]\nother=1\n");
+  put("a.ini", "[A]\nother=1\n");
   const rlim_t one = ResourceLimit::descriptors(1);
   std::atomic<bool> started{false};  // before the limit, under which a sanitizer cannot look at a new thread
-  std::jthread rival([&started](const std::stop_token& stop) {
+  const std::jthread rival([&started](const std::stop_token& stop) {
     for (started = true; !stop.stop_requested();) close(open("/dev/null", O_RDONLY | O_CLOEXEC));
   });
   while (!started) YieldThread();
-  auto oneLeft = std::make_unique<ResourceLimit>(RLIMIT_NOFILE, one);
-  for (int i = 0, failures = 0; failures < 200 && i < 50000; ++i) failures += !write("a.ini", "1");
-  oneLeft.reset();
-  EXPECT_EQ(folder_.read("a.ini").substr(0, 12), "[A]\nother=1\n");
+  {
+    const ResourceLimit oneLeft(RLIMIT_NOFILE, one);
+    for (int i = 0, failures = 0; failures < 200 && i < 50000; ++i) failures += !write("a.ini", "1");
+  }
+  EXPECT_EQ(get("a.ini").substr(0, 12), "[A]\nother=1\n");
 }
 
 TEST_F(ProfileFiles, ProcessesThatWriteOneFileLoseNothing) {
   const std::string before = "[Ports]\nCOM3=/dev/ttyS2\n\n\n[A]\n";
-  folder_.write("a.ini", before);
+  put("a.ini", before);
   for (int key = 0; key < 800; key += 200) {
     if (fork() != 0) continue;
     for (int i = key; i < key + 200; ++i) write("a.ini", "1", std::to_string(i));
     _exit(0);
   }
   while (wait(nullptr) > 0) continue;
-  const std::string text = folder_.read("a.ini");
+  const std::string text = get("a.ini");
   EXPECT_EQ(text.substr(0, before.size()), before);
   EXPECT_EQ(std::count(text.begin(), text.end(), '\r'), 800);
 }
 
 TEST_F(ProfileFiles, ALockThatIsNotGivenBackIsWaitedForOnce) {
-  const Descriptor holder(open(folder_.write("a.ini", "").c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor holder(open("a.ini", O_RDONLY | O_CREAT | O_CLOEXEC, 0600));
   EXPECT_EQ(flock(holder.number(), LOCK_EX), 0);
   EXPECT_TRUE(write("a.ini", "1"));
   const auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < 50; ++i) EXPECT_TRUE(write("a.ini", "2"));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-  EXPECT_EQ(folder_.read("a.ini"), "[A]\r\nx=2\r\n");
+  EXPECT_EQ(get("a.ini"), "[A]\r\nx=2\r\n");
 }
 
 // Opening such a file reads its entry from the layer profile, which must not stay in the cache.
 // Pins(line-end-is-success)
 TEST_F(ProfileFiles, AProfileNamedLikeAPort) {
-  folder_.write("LPT9x.ini", "[A]\nx=file\n");
-  setLayerProfilePath(folder_.write("layer.ini", "[A]\nx=1\n").c_str());
+  put("LPT9x.ini", "[A]\nx=file\n");
+  put("layer.ini", "[A]\nx=1\n");
+  setLayerProfilePath("layer.ini");
   EXPECT_EQ(x("LPT9x.ini"), "(none)") << "without an entry the port is meant";
-  folder_.write("layer.ini", "[A]\nx=2\n[Ports]\nLPT9X.INI=LPT9x.ini\nLPT1=device,parallelport\n");
+  put("layer.ini", "[A]\nx=2\n[Ports]\nLPT9X.INI=LPT9x.ini\nLPT1=device,parallelport\n");
   EXPECT_EQ(x("win.ini"), "2");
   EXPECT_EQ(x("LPT9x.ini"), "file") << "an entry without a line type means the file";
   signal(SIGXFSZ, SIG_IGN);
   for (const std::size_t room : {20000u, 5000u}) {
-    folder_.write("device", "[A]\r\nx=1\r\ny=" + std::string(10000, 'z'));
+    put("device", "[A]\r\nx=1\r\ny=" + std::string(10000, 'z'));
     const ResourceLimit noMoreBytes(RLIMIT_FSIZE, room);
     EXPECT_TRUE(write("LPT1", "12")) << "the line's end decides, not the rest";
-    EXPECT_EQ(folder_.read("device").substr(0, 11), "[A]\r\nx=12\r\n");
+    EXPECT_EQ(get("device").substr(0, 11), "[A]\r\nx=12\r\n");
   }
   setLayerProfilePath("LPT9x.ini");
-  folder_.write("LPT9x.ini", "[Ports]\nLPT9X.INI=LPT9x.ini\n\n\n[A]\nx=before\n");
+  put("LPT9x.ini", "[Ports]\nLPT9X.INI=LPT9x.ini\n\n\n[A]\nx=before\n");
   EXPECT_TRUE(write("win.ini", "after"));
   EXPECT_EQ(x("nimboxi.ini"), "after");
 }
