@@ -75,8 +75,7 @@ PoolServer* leastRecent(ServerPool* pool, PoolServer* first) NIMBOXI_REQUIRES(po
 PoolServer* searchLists(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
   for (int list = 0; list < kAllocationLists; ++list) {
     const Found found = findCandidates(pool, list);
-    if (found.count == 1) return found.first;
-    if (found.count > 1) return leastRecent(pool, found.first);
+    if (found.first != nullptr) return found.count == 1 ? found.first : leastRecent(pool, found.first);
   }
   return nullptr;
 }

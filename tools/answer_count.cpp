@@ -18,6 +18,7 @@ std::string shown(const std::string& server) {
 template <typename Map>
 std::vector<typename Map::const_pointer> byAnswers(const Map& servers) {
   std::vector<typename Map::const_pointer> entries;
+  entries.reserve(servers.size());
   for (const auto& entry : servers) entries.push_back(&entry);
   std::stable_sort(entries.begin(), entries.end(),
                    [](auto a, auto b) { return a->second.answers > b->second.answers; });

@@ -29,8 +29,8 @@ inline constexpr std::uint32_t kStringIdMask = (1U << kStringIdBits) - 1;
 // A dialog entry: a head of an unused word and the size of the body, then the body, which begins with seven
 // words. An item begins with six words.
 inline constexpr std::size_t kDialogHeadSize = 4 + 4;
-inline constexpr std::size_t kDialogWordsSize = 7 * 4;
-inline constexpr std::size_t kItemWordsSize = 6 * 4;
+inline constexpr std::size_t kDialogWordsSize = 7 * sizeof(std::uint32_t);
+inline constexpr std::size_t kItemWordsSize = 6 * sizeof(std::uint32_t);
 
 struct BlockHeader {
   std::uint32_t firstWord;     // nothing uses it

@@ -25,8 +25,8 @@ struct NamedRecord {
   std::uint32_t size;
 };
 #pragma pack(pop)
-static_assert(sizeof(NumberedRecord) == 16 && offsetof(NumberedRecord, size) == 3 * 4);
-static_assert(sizeof(NamedRecord) == 20 && offsetof(NamedRecord, size) == 4 * 4);
+static_assert(sizeof(NumberedRecord) == 16 && offsetof(NumberedRecord, size) == 12);
+static_assert(sizeof(NamedRecord) == 20 && offsetof(NamedRecord, size) == 16);
 
 inline constexpr NumberedRecord kNoNumberedRecords[] = {{0, nullptr, 0}};
 inline constexpr NamedRecord kNoNamedRecords[] = {{nullptr, nullptr, 0}};

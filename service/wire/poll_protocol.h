@@ -11,7 +11,8 @@ namespace nimbolsp {
 inline constexpr std::size_t kPollRequestSize =
     4 + 10 + 4 + 5;                                      // length, tag, fixed, zero; integers big-endian
 inline constexpr std::size_t kPollReplyPrefixSize = 18;  // not examined
-inline constexpr std::size_t kPollReplySize = kPollReplyPrefixSize + 4 * 4;  // and the four statistics
+inline constexpr std::size_t kPollReplySize =
+    kPollReplyPrefixSize + 4 * sizeof(std::int32_t);  // and the four statistics
 
 using PollRequest = std::array<std::uint8_t, kPollRequestSize>;
 using PollReply = std::array<std::uint8_t, kPollReplySize>;

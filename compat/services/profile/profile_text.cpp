@@ -96,14 +96,14 @@ std::string_view valueAt(std::string_view text, std::size_t position) {
 std::ptrdiff_t FindProfileKey(std::string_view text, std::string_view section, std::string_view key,
                               std::size_t* insertionPoint) {
   std::size_t unused;
-  std::size_t& insertion = insertionPoint == nullptr ? unused : *insertionPoint;
-  insertion = kNoPosition;
+  if (insertionPoint == nullptr) insertionPoint = &unused;
+  *insertionPoint = kNoPosition;
   std::size_t line = 0;
   while (line < text.size()) {
     if (isHeaderOf(text, line, section)) {
-      const std::size_t value = searchSection(text, sectionStart(text, line, section), key, &insertion);
+      const std::size_t value = searchSection(text, sectionStart(text, line, section), key, insertionPoint);
       if (value != kNoPosition) return static_cast<std::ptrdiff_t>(value);
-      line = insertion;
+      line = *insertionPoint;
     }
     line = nextLine(text, line);
   }

@@ -76,9 +76,7 @@ void readProcessorLine(const char* line, DWORD processorsOnline, SystemInfo* inf
     ++value;
   } while (*value == ' ' || *value == '\t');
   info->processorCount = processorsOnline;
-  if (beginsWith(line, "cpu family")) {
-    setFamily(*value, info);
-  } else if (beginsWith(line, "family") && isOldFamily(value)) {
+  if (beginsWith(line, "cpu family") || (beginsWith(line, "family") && isOldFamily(value))) {
     setFamily(*value, info);
   } else if (beginsWith(line, "stepping")) {
     char* end;

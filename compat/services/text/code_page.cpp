@@ -136,7 +136,8 @@ const char* DecodeUtf8Char(const char* next, BYTE lead, uint32_t* codePoint) {
   if (lead < 0x80 || lead >= 0xF8) {
     *codePoint = lead;
     return next;
-  } else if (lead < 0xE0) {
+  }
+  if (lead < 0xE0) {
     *codePoint = (lead & 0x1Fu) << 6;
   } else if (lead < 0xF0) {
     *codePoint = (lead & 0x0Fu) << 12;
