@@ -1,7 +1,7 @@
 #include "service/allocation.h"
 
+#include <cstdio>
 #include <cstring>
-#include <string>
 
 #include "service/balance.h"
 #include "service/reports.h"
@@ -12,7 +12,8 @@ namespace nimbolsp {
 
 namespace {
 
-constexpr int kDetailLevel = 2;  // of the debug lines of this file
+constexpr int kDetailLevel = 2;           // of the debug lines of this file
+constexpr std::size_t kDetailBytes = 64;  // of one with numbers, its NUL included
 
 constexpr const char* kPreferredText =
     "Because multiple possible server candidates have been found, we prefer the least recently used "
@@ -28,13 +29,17 @@ void detail(std::string_view text, const PoolServer* server) {
 
 void detailVisited(const PoolServer* server, int list) NIMBOXI_REQUIRES(poolGuard) {
   if (!detailed()) return;
-  const std::string load = std::to_string(server->load) + "%";
-  detail("Server assigned to allocation list " + std::to_string(list) + " with load " + load, server);
+  char text[kDetailBytes];
+  std::snprintf(text, sizeof text, "Server assigned to allocation list %i with load %i%%", list,
+                server->load);
+  detail(text, server);
 }
 
 void detailFound(int count) {
   if (!detailed()) return;
-  debugLog("Found " + std::to_string(count) + " servers as possible candidates to take the request", 0, 0);
+  char text[kDetailBytes];
+  std::snprintf(text, sizeof text, "Found %i servers as possible candidates to take the request", count);
+  debugLog(text, 0, 0);
 }
 
 struct Found {
@@ -80,7 +85,8 @@ PoolServer* searchLists(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
   return nullptr;
 }
 
-// Some server when all are full or withheld: the one filed most recently. Null for a pool without any.
+// Some server when all are full or withheld: the head of the lowest list that has any, else the
+// one withheld last. Null for a pool without any.
 PoolServer* anyServer(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
   for (PoolServer* head : pool->allocationLists) {
     if (head != nullptr) return head;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <new>
 
 #include "service/line_output.h"
 #include "service/log_trim.h"
@@ -107,8 +108,11 @@ LogWriter::LogWriter() {
 
 // The file comes first: it need not wait for the terminal.
 LogWriter::~LogWriter() {
-  if (!forFile_.empty()) writeToLog(forFile_);
-  if (!forTerminal_.empty()) outputs().terminal.write(STDOUT_FILENO, forTerminal_);
+  try {
+    if (!forFile_.empty()) writeToLog(forFile_);
+    if (!forTerminal_.empty()) outputs().terminal.write(STDOUT_FILENO, forTerminal_);
+  } catch (const std::bad_alloc&) {  // the report is lost
+  }
   logLock.release();
 }
 

@@ -12,7 +12,7 @@ namespace nimbolsp {
 
 namespace {
 
-void report(const std::string& text, const PoolServer* server) {
+void report(std::string_view text, const PoolServer* server) {
   debugLog(text, server->ipAddress, server->port);
 }
 
@@ -53,7 +53,7 @@ bool exchange(const PoolServer* server, PollReply& reply) {
 }
 
 // Stores what a good reply says and files the server into its allocation list.
-void store(PoolServer* server, const Statistics& statistics) {
+void storeReply(PoolServer* server, const Statistics& statistics) {
   const LayerVisit visit;
   if (!visit) return;
   ServerPool* pool = server->pool;
@@ -72,9 +72,9 @@ void pollServer(PoolServer* server) {
   PollReply reply;
   if (!withhold(server)) return;
   if (exchange(server, reply)) {
-    store(server, decodePollReply(reply));
+    storeReply(server, decodePollReply(reply));
   } else {
-    withhold(server);
+    withhold(server);  // it is withheld already: this does nothing
   }
 }
 

@@ -30,7 +30,17 @@ struct ProfileKey {
   const char* meaning;
 };
 
-enum KeyId { kPort, kPool, kLogLineThreshold, kQuietMode, kBucketSize, kDebugMode, kServer, kPollTimer };
+enum KeyId {
+  kPort,
+  kPool,
+  kLogLineThreshold,
+  kQuietMode,
+  kBucketSize,
+  kDebugMode,
+  kServer,
+  kPollTimer,
+  kKeyCount
+};
 
 // clang-format off
 inline constexpr ProfileKey kProfileKeys[] = {  // by KeyId
@@ -44,7 +54,7 @@ inline constexpr ProfileKey kProfileKeys[] = {  // by KeyId
   {true,  "PollTimer",          0, false,  30, kSeconds,    "seconds between two polls of a server"},
 };
 // clang-format on
-static_assert(std::size(kProfileKeys) == kPollTimer + 1);
+static_assert(std::size(kProfileKeys) == kKeyCount);
 
 // The key as it stands in the profile.
 //   number  of a numbered key, from 1

@@ -2,6 +2,8 @@
 
 #include <netinet/in.h>
 
+#include <new>
+
 #include "nimboxi/modules.h"
 #include "service/resources/string_table.h"
 #include "service/settings.h"
@@ -19,6 +21,22 @@ std::string dottedAddress(std::uint32_t networkOrder) {
   return text;
 }
 
+// A report that finds no memory is dropped: it must not end the thread that makes it, nor leave a server half
+// filed.
+template <typename Report>
+void reportIfMemoryAllows(Report report) {
+  try {
+    report();
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+void writeLine(std::string_view text) {
+  LogWriter writer;
+  writer.writeText(text);
+  writer.writeChar('\n');
+}
+
 }  // namespace
 
 std::string stringText(std::uint32_t id) {
@@ -28,23 +46,23 @@ std::string stringText(std::uint32_t id) {
 }
 
 void logMessage(std::uint32_t id) {
-  logText(stringText(id));
+  reportIfMemoryAllows([id] { writeLine(stringText(id)); });
 }
 
 void logText(std::string_view text) {
-  LogWriter writer;
-  writer.writeText(text);
-  writer.writeChar('\n');
+  reportIfMemoryAllows([text] { writeLine(text); });
 }
 
 void reportStatus(std::uint32_t id) {
-  const std::string text = stringText(id);
-  if (settings().runningAsService) return;
-  const std::string title = stringText(kStringTitle);
-  LogWriter writer;
-  writer.writeTerminal(title + ": " + text + "\n");
-  writer.writeText(text, LogWriter::kNoEcho);
-  writer.writeChar('\n', LogWriter::kNoEcho);
+  reportIfMemoryAllows([id] {
+    const std::string text = stringText(id);
+    if (settings().runningAsService) return;
+    const std::string title = stringText(kStringTitle);
+    LogWriter writer;
+    writer.writeTerminal(title + ": " + text + "\n");
+    writer.writeText(text, LogWriter::kNoEcho);
+    writer.writeChar('\n', LogWriter::kNoEcho);
+  });
 }
 
 std::string debugLine(std::string_view text, std::uint32_t ipAddress, std::int32_t port) {
@@ -59,16 +77,18 @@ std::string debugLine(std::string_view text, std::uint32_t ipAddress, std::int32
 
 void debugLog(std::string_view text, std::uint32_t ipAddress, std::int32_t port) {
   if (settings().debugLevel == 0) return;
-  logText(debugLine(text, ipAddress, port));
+  reportIfMemoryAllows([=] { writeLine(debugLine(text, ipAddress, port)); });
 }
 
 void printUsage() {
-  LogWriter writer;
-  // Required(usage-three-lines): the install and uninstall lines behind these three are never shown.
-  for (std::uint32_t id = kStringUsageTitle; id < kStringUsageInstall; ++id) {
-    writer.writeText(stringText(id));
-    writer.writeChar('\n');
-  }
+  reportIfMemoryAllows([] {
+    LogWriter writer;
+    // Required(usage-three-lines): the install and uninstall lines behind these three are never shown.
+    for (std::uint32_t id = kStringUsageTitle; id < kStringUsageInstall; ++id) {
+      writer.writeText(stringText(id));
+      writer.writeChar('\n');
+    }
+  });
 }
 
 }  // namespace nimbolsp

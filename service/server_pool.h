@@ -9,12 +9,13 @@
 #include <memory>
 
 #include "nimboxi/support/thread_annotations.h"
-#include "nimboxi/support/use_count.h"
 #include "nimboxi/types.h"
 #include "service/balance.h"
 #include "service/log_file.h"
 #include "service/semaphore_lock.h"
+#include "service/use_count.h"
 #include "service/wire/poll_protocol.h"
+#include "service/wire/request_protocol.h"
 
 namespace nimbolsp {
 
@@ -25,7 +26,8 @@ struct PoolServer;
 class NIMBOXI_CAPABILITY("pool lock") PoolGuard {};
 extern PoolGuard poolGuard NIMBOXI_ACQUIRED_BEFORE(logLock);
 
-inline constexpr std::size_t kNameSize = 256;  // a pool's name or a server's text, with its NUL
+inline constexpr std::size_t kNameSize =
+    kMaximumBodySize + 1;  // a pool's name or a server's text, with its NUL
 
 struct ServerPool {
   // Constant once the loader has filled the pool.
@@ -37,7 +39,7 @@ struct ServerPool {
   std::int32_t pollInterval = 0;          // milliseconds
   PollRequest pollRequest{};
 
-  nimboxi::UseCount users;  // the list of pools, and every polling thread
+  UseCount users;  // the list of pools, and every polling thread
 
   // Guards the lists and the servers' state. Order: a pool's lock, then the log lock; never two pools' locks,
   // and none during network calls or sleeps.

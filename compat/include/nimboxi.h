@@ -15,7 +15,6 @@
 #include "nimboxi/support/file_handle.h"
 #include "nimboxi/support/shell_words.h"
 #include "nimboxi/support/thread_annotations.h"
-#include "nimboxi/support/use_count.h"
 #include "nimboxi/synch.h"
 #include "nimboxi/system.h"
 #include "nimboxi/text.h"

@@ -8,6 +8,19 @@ namespace nimbolsp {
 
 namespace {
 
+constexpr std::size_t kDialogOffsetAt = 4 + 16;
+constexpr std::size_t kStringOffsetAt = 4 + 16 + 4;
+
+// A string entry: one word, the id in its low bits and the text's length above, then the text.
+constexpr unsigned kStringIdBits = 20;
+constexpr std::uint32_t kStringIdMask = (1U << kStringIdBits) - 1;
+
+// A dialog entry: a head of an unused word and the size of the body, then the body, which begins with seven
+// words. An item begins with six words.
+constexpr std::size_t kDialogHeadSize = 4 + 4;
+constexpr std::size_t kDialogWordsSize = 7 * sizeof(std::uint32_t);
+constexpr std::size_t kItemWordsSize = 6 * sizeof(std::uint32_t);
+
 // Takes integers and texts off the front of the bytes. Behind their end a number is 0 and a text is empty.
 class BlockReader {
  public:

@@ -19,21 +19,9 @@ using Bytes = std::span<const std::uint8_t>;
 // The end of the file: an 80-byte header and the marker.
 inline constexpr std::string_view kBlockMarker = "^^^RC_DAT^^^";
 inline constexpr std::size_t kBlockHeaderSize = 4 + 16 + 4 + 4 + 52;  // word, reserved, two offsets, reserved
-inline constexpr std::size_t kDialogOffsetAt = 4 + 16;
-inline constexpr std::size_t kStringOffsetAt = 4 + 16 + 4;
-
-// A string entry: one word, the id in its low bits and the text's length above, then the text.
-inline constexpr unsigned kStringIdBits = 20;
-inline constexpr std::uint32_t kStringIdMask = (1U << kStringIdBits) - 1;
-
-// A dialog entry: a head of an unused word and the size of the body, then the body, which begins with seven
-// words. An item begins with six words.
-inline constexpr std::size_t kDialogHeadSize = 4 + 4;
-inline constexpr std::size_t kDialogWordsSize = 7 * sizeof(std::uint32_t);
-inline constexpr std::size_t kItemWordsSize = 6 * sizeof(std::uint32_t);
 
 struct BlockHeader {
-  std::uint32_t firstWord;     // nothing uses it
+  std::uint32_t firstWord;     // of no use but to readAppendedBlock, which returns it
   std::uint32_t dialogOffset;  // from the start of the file, 0 for no table
   std::uint32_t stringOffset;
 };

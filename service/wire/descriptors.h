@@ -1,4 +1,5 @@
-// The descriptors of a process, for programs that open many sockets. Call both first thing.
+// The descriptors of a process, for programs that open many sockets. Call the first before anything is
+// opened.
 #pragma once
 
 #include <fcntl.h>

@@ -19,7 +19,8 @@ class TcpSocket {
   void create();
 
   // Connects to a dotted address (no names), null for 127.0.0.1; the low 16 bits of `port` count. Blocks
-  // until the system's own limit. False when the address is none, or the connection fails or reaches itself.
+  // until the system's own limit. False when the address is none, or the connection fails. One that
+  // reaches itself succeeds: ask isConnectedToItself, or receiveExactly ends it.
   [[nodiscard]] bool connectToHost(const char* host, std::int32_t port);
 
   // The same to an address in network order, 0 for 127.0.0.1.

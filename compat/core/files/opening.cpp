@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 
 #include "compat/core/call_guard.h"
@@ -34,8 +35,9 @@ std::FILE* openFile(const char* name, DWORD access, DWORD disposition) {
   // A new file is created exclusively: the search that looked for it before does not see every name.
   std::FILE* stream = openStream(name, anew ? 'w' : 'r', disposition == CREATE_NEW, access);
   if (stream != nullptr) return stream;
+  const bool isMissing = errno == ENOENT;  // the last error may not be kept: no thread key was left
   SetLastErrorFromErrno();
-  if (disposition != OPEN_ALWAYS || GetLastError() != ERROR_FILE_NOT_FOUND) return nullptr;
+  if (disposition != OPEN_ALWAYS || !isMissing) return nullptr;
   stream = openStream(name, 'w', false, access);
   if (stream == nullptr) SetLastErrorFromErrno();
   return stream;

@@ -14,8 +14,8 @@ inline constexpr int32_t RUN_COMMAND_NOT_FOUND = 2;  // the shell exited with st
 extern "C" {
 
 // Hands `commandLine` to the shell in the background and waits for the shell alone. Quoting is the caller's
-// business (nimboxi/shell_words.h). Returns as RunShellCommand: 32 also for a command that does not exist, as
-// the shell had no trouble to start it.
+// business (nimboxi/support/shell_words.h). Returns as RunShellCommand: 32 also for a command that does not
+// exist, as the shell had no trouble to start it.
 //   showMode  not used
 int32_t WinExec(const char* commandLine, DWORD showMode);
 

@@ -30,12 +30,14 @@ DWORD GetProfileSection(const char* section, char* buffer, DWORD size);
 
 // Sets the value of a key, adding the key at the end of its section and the section at the end of the file.
 // The file keeps its owner, mode and links; a missing one is made. Nothing can be deleted. A process that
-// ends half-way leaves the old text or the new one, at worst with NULs behind it, which no read goes beyond.
-// Other processes that set keys of the file meanwhile wait, by an advisory lock (flock) on it; after two
-// seconds they go on without. Returns TRUE when the line is written; FALSE, with the file as it was, when it
-// cannot be opened, read to its end or written, as on a full disk: last error 0, else mapped from errno, 8
-// without memory. For a name that means a port (nimboxi/ports.h) or no ordinary file the whole text is
-// written to that; TRUE then when the end of the key's line could be handed over.
+// ends half-way leaves the old text or the new one, at worst with NULs behind it, which no read goes beyond;
+// or, of what is longer than a page, the front of the new text and the end of the old one. Range locks that
+// the program itself holds on the file end. Other processes that set keys of the file meanwhile wait, by an
+// advisory lock (flock) on it; after two seconds they go on without. Returns TRUE when the line is written;
+// FALSE, with the file as it was, when it cannot be opened, read to its end or written, as on a full disk:
+// last error 0, else mapped from errno, 8 without memory. For a name that means a port (nimboxi/ports.h) or
+// no ordinary file the whole text is written to that; TRUE then when the end of the key's line could be
+// handed over.
 BOOL WritePrivateProfileString(const char* section, const char* key, const char* value, const char* fileName);
 BOOL WriteProfileString(const char* section, const char* key, const char* value);
 }

@@ -46,7 +46,6 @@ void keepProgramPath(const char* programPath) NIMBOXI_REQUIRES(layerGuard) {
 // Returns 0, or why the fonts failed.
 int32_t startServices(const char* programPath, RESOURCE_FUNCTION resourceFunction) {
   CallGuard guard;
-  resetLoadedLibraryCount();
   resetLayerSettings();
   layerState.shuttingDown = false;
   takeProfileDirectory();

@@ -16,8 +16,6 @@ namespace {
 constexpr std::intptr_t kReasonLoaded = 1;
 constexpr std::intptr_t kReasonUnload = 0;
 
-std::uint32_t libraryCount NIMBOXI_GUARDED_BY(layerGuard) = 0;
-
 void callEntry(HMODULE handle, std::intptr_t reason) {
   if (void* symbol = dlsym(handle, "DllMain")) {
     reinterpret_cast<MODULE_ENTRY>(symbol)(handle, reason, reason);
@@ -59,7 +57,6 @@ HMODULE openLibrary(const std::string& fileName) NIMBOXI_REQUIRES(layerGuard) {
     dlclose(handle);
     return failLoading("Not enough memory");
   }
-  ++libraryCount;
   callEntry(handle, kReasonLoaded);
   SetLastError(ERROR_SUCCESS);
   return handle;
@@ -78,18 +75,9 @@ void unload(ModuleRecord* record) NIMBOXI_REQUIRES(layerGuard) {
   removeModule(record);
   if (handle == MAIN_MODULE_HANDLE) return;
   dlclose(handle);
-  if (libraryCount != 0) --libraryCount;
 }
 
 }  // namespace
-
-void resetLoadedLibraryCount() {
-  libraryCount = 0;
-}
-
-std::uint32_t loadedLibraryCount() {
-  return libraryCount;
-}
 
 void FreeAllLibraries() {
   layerSettings.noFreeLib = false;

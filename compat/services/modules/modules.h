@@ -10,12 +10,6 @@
 
 namespace nimboxi {
 
-// Sets the number of loaded libraries to 0.
-void resetLoadedLibraryCount() NIMBOXI_REQUIRES(layerGuard);
-
-// The number of libraries that are loaded.
-std::uint32_t loadedLibraryCount() NIMBOXI_REQUIRES(layerGuard);
-
 // Unloads all libraries, whatever their counts, and forgets the main module.
 void FreeAllLibraries() NIMBOXI_REQUIRES(layerGuard);
 

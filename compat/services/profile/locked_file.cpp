@@ -1,5 +1,6 @@
 // Changing a file in its place, by POSIX calls. The lock is that of flock: it belongs to this open file
-// alone, so that it neither meets nor ends the range locks that the program may hold.
+// alone, so that it does not meet the range locks that the program may hold; closing the file ends those
+// (POSIX).
 #include "compat/services/profile/locked_file.h"
 
 #include <fcntl.h>
@@ -37,7 +38,7 @@ void lock(int descriptor) NIMBOXI_REQUIRES(layerGuard) {
 }  // namespace
 
 LockedFile::LockedFile(const char* path)
-    : descriptor_(open(path, O_RDWR | O_CREAT | O_CLOEXEC, kNewFileMode)) {
+    : descriptor_(open(path, O_RDWR | O_CREAT | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, kNewFileMode)) {
   struct stat status;
   ordinary_ = isOpen() && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
   if (ordinary_) lock(descriptor_);

@@ -32,7 +32,8 @@ class LockedFile {
 
   // Makes `changed` all that stands behind the first `kept` bytes; `contents` is what the file holds. The
   // owner and the mode stay as they are. Returns false with errno, and the file as it was, when there is no
-  // room. A process that ends half-way leaves the old or the new text, with NULs behind it at worst.
+  // room. A process that ends half-way leaves the old or the new text, with NULs behind it at worst; the
+  // system may end it between two pages of the one write of the text.
   bool replace(std::string_view contents, std::size_t kept, std::string changed) const;
 
  private:

@@ -100,14 +100,14 @@ const ProfileCache* readCached(const char* path) NIMBOXI_REQUIRES(layerGuard) {
 }
 
 // A key's line to be written.
-struct KeyLine {
+struct NewLine {
   const char* section;
   const char* key;
   const char* value;
 };
 
 // The line without its end, behind the header of a new section.
-std::string lineText(const ProfileCut& cut, bool hadContents, const KeyLine& line) {
+std::string lineText(const ProfileCut& cut, bool hadContents, const NewLine& line) {
   std::string text;
   if (cut.newSection) {
     if (hadContents) text = kLineEnd;
@@ -117,7 +117,7 @@ std::string lineText(const ProfileCut& cut, bool hadContents, const KeyLine& lin
 }
 
 // Changes an ordinary file.
-BOOL changeFile(const LockedFile& file, const KeyLine& line) {
+BOOL changeFile(const LockedFile& file, const NewLine& line) {
   std::string contents;
   if (file.read(contents, kMaxProfileBytes)) {
     const ProfileCut cut = cutProfile(contents, line.section, line.key);
@@ -134,7 +134,7 @@ bool put(HANDLE file, std::string_view bytes) {
 }
 
 // Writes the whole text to what is no ordinary file: a port, a pipe.
-BOOL writeStream(const char* path, const KeyLine& line) {
+BOOL writeStream(const char* path, const NewLine& line) {
   const FileContents contents = ReadProfileFile(path);
   if (!contents.complete) return FALSE;
   const ProfileCut cut = cutProfile(contents.bytes(), line.section, line.key);
@@ -157,7 +157,7 @@ bool isPort(const char* name) {
   return MapDeviceName(name, entry, sizeof entry) != DEVICE_FILE;
 }
 
-BOOL writeKey(const char* path, const KeyLine& line) NIMBOXI_REQUIRES(layerGuard) {
+BOOL writeKey(const char* path, const NewLine& line) NIMBOXI_REQUIRES(layerGuard) {
   if (isPort(path)) return writeStream(path, line);
   SetLastError(ERROR_SUCCESS);
   {
@@ -172,8 +172,8 @@ void readPortsEntry(const char* key, char* value, DWORD size) {
   GetProfileString("Ports", key, "", value, size);
 }
 
-// Wired before main, not by LayerStartup: a port has its entries also in a program that never starts the
-// layer, and after the layer's end.
+// Wired before main, in every program that calls LayerStartup or a profile call: a port has its entries also
+// before the layer's start, and after its end.
 [[maybe_unused]] const bool portEntriesWired = setPortEntryReader(readPortsEntry);
 
 }  // namespace

@@ -1,12 +1,11 @@
-// Counts the users of an object that may be retired while they use it; the last one out destroys it. A count
-// with static storage outlives its object, so that a user that comes too late is refused. A count inside its
-// object takes new users only from those that are users already.
+// Counts the users of an object; the last one out destroys it. New users come only from those that are users
+// already.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
-namespace nimboxi {
+namespace nimbolsp {
 
 class UseCount {
  public:
@@ -32,4 +31,4 @@ class UseCount {
   std::atomic<std::uint32_t> count_{0};
 };
 
-}  // namespace nimboxi
+}  // namespace nimbolsp
