@@ -8,6 +8,7 @@
 #include "service/control.h"
 #include "tests/support/daemon_process.h"
 #include "tests/support/eventually.h"
+#include "tests/support/resource_limit.h"
 
 namespace {
 
@@ -110,6 +111,8 @@ TEST_F(CommandsTest, StopNeedsAnAnswerOfAnyValue) {
       EXPECT_EQ(recv(connection.number(), request, sizeof request, MSG_WAITALL), 2);
       EXPECT_EQ(std::string(request, 2), std::string("\2\0", 2));
       send(connection.number(), answer.data(), answer.size(), MSG_NOSIGNAL);
+      shutdown(connection.number(), SHUT_WR);
+      EXPECT_EQ(recv(connection.number(), request, 1, 0), answer.empty() ? -1 : 0) << "reset, else closed";
     });
     EXPECT_EQ(program_.run({"-stop"}), 0);
     peer.join();
@@ -125,19 +128,40 @@ TEST_F(CommandsTest, ServiceOutlivesItsOutput) {
     program_.folder().write("nimbolsp-run.log", "");
     ASSERT_TRUE(program_.startService("-run", output));
     EXPECT_EQ(ask(program_.port(), "web"), "5912");
+    const std::string errors = "/proc/" + std::to_string(program_.pid()) + "/fd/2";
+    EXPECT_TRUE(output != DaemonProcess::kClosed || std::filesystem::read_symlink(errors) == "/dev/null");
     EXPECT_EQ(program_.stopService(), 0);
     EXPECT_EQ(program_.log(), kLifeInLog);
   }
 }
 
-TEST_F(CommandsTest, OutputIsThereAtOnceUpToTheLimitOnFileSizes) {
+TEST_F(CommandsTest, LimitsOfTheSystemAreRaisedAndObeyed) {
+  const struct {
+    __rlimit_resource resource;
+    rlim_t limit;
+    std::string moreOutput;
+  } cases[] = {
+      {RLIMIT_FSIZE, 1, ""},
+      {RLIMIT_NOFILE, 3,
+       kTitle + "Failed when trying to accept incoming connection\n" + kTitle + "Process stopped\n"},
+  };
+  const ResourceLimit few(RLIMIT_NOFILE, 64);
+  const std::string started = kTitle + "Process started\n";
   program_.writeProfile(kPools, kWeb);
-  ASSERT_TRUE(program_.startService());
-  EXPECT_TRUE(eventually([&] { return program_.output() == kTitle + "Process started\n"; }));
-  program_.limitFileSize(1);
-  EXPECT_EQ(program_.stopService(), 0);
-  EXPECT_EQ(program_.output(), kTitle + "Process started\n");
-  EXPECT_EQ(program_.log(), "Process started\n");
+  for (const auto& row : cases) {
+    program_.folder().write("nimbolsp-run.log", "");
+    ASSERT_TRUE(program_.startService());
+    EXPECT_TRUE(eventually([&] { return program_.output() == started; })) << "at once";
+    const rlimit lower{row.limit, row.limit};
+    rlimit before{};
+    ASSERT_EQ(prlimit(program_.pid(), row.resource, &lower, &before), 0);
+    EXPECT_TRUE(row.resource != RLIMIT_NOFILE || before.rlim_cur == before.rlim_max);
+    ask(program_.port(), "web");  // on a descriptor that may be there already
+    program_.stopService();
+    EXPECT_EQ(program_.wait(), 0);
+    EXPECT_EQ(program_.output(), started + row.moreOutput);
+    EXPECT_EQ(program_.log(), "Process started\n");
+  }
 }
 
 TEST_F(CommandsTest, StartReturnsAndTheServiceGoesOn) {

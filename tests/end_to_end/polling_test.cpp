@@ -2,9 +2,6 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <limits>
-#include <memory>
-
 #include "tests/support/daemon_process.h"
 #include "tests/support/eventually.h"
 #include "tests/support/fake_server.h"
@@ -12,139 +9,83 @@
 namespace {
 
 constexpr std::int32_t kLimit = kIdle.loadLimit;
-constexpr nimbolsp::Statistics kHalf{1, 0, kLimit / 2, kLimit};
 
-class PollingTest : public testing::Test {
- protected:
-  void addPool(const std::string& name, const std::vector<std::string>& entries) {
-    pools_ += "Pool" + std::to_string(++count_) + "=" + name + "\r\n";
-    sections_ += "\r\n[" + name + "]\r\nPollTimer=1\r\n";
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-      sections_ += "Server" + std::to_string(i + 1) + "=" + entries[i] + "\r\n";
-    }
-  }
+std::string replyOf(const nimbolsp::Statistics& statistics) {
+  return bytesOf(nimbolsp::encodePollReply(statistics));
+}
 
-  void start() {
-    service_.writeProfile(pools_ + "QuietMode=1\r\nDebugMode=1\r\nLogLineThreshold=10000\r\n", sections_);
-    ASSERT_TRUE(service_.startService());
-  }
+const std::string kIdleReply = replyOf(kIdle), kShort = kIdleReply.substr(1), kRefuse = "not listening";
+constexpr FakeServer::Manner kClose = FakeServer::kClose, kOpen = FakeServer::kKeepOpen;
 
-  ~PollingTest() override { EXPECT_EQ(service_.stopService(), 0); }
-
-  // Waits until the service gives one server ten times in a row: by its load, not by turns.
-  bool settlesOn(const FakeServer& server, const std::string& pool) const {
-    return eventually([&] {
-      for (int i = 0; i < 10; ++i) {
-        if (ask(service_.port(), pool) != server.entry()) return false;
-      }
-      return true;
-    });
-  }
-
-  bool waitForLog(const std::string& line) const {
-    return eventually([&] { return service_.log().find(line + "\n") != std::string::npos; });
-  }
-
-  DaemonProcess service_{NIMBOLSP_PROGRAM};
-
- private:
-  std::string pools_, sections_;
-  int count_ = 0;
+// How a server meets polls, and whether it then takes the requests of its pool from the steady server there.
+struct Act {
+  std::string answer;
+  FakeServer::Manner manner;
+  bool wins;
 };
 
-TEST_F(PollingTest, StatisticsSteerTheAnswers) {
-  FakeServer a(kIdle), b(kHalf);
-  addPool("Web", {a.entry(), b.entry()});
-  start();
-  ASSERT_TRUE(a.waitForPolls(1));
-  EXPECT_EQ(a.lastRequest(), std::string("\0\0\0\x17NIMBO_ORFC\0\x01\0\x0F\0\0\0\0\0", 23));
-  EXPECT_TRUE(settlesOn(a, "web")) << "the lower load";
-  b.answer(kIdle);
-  a.answer(kHalf);
-  EXPECT_TRUE(settlesOn(b, "web")) << "the loads have changed";
-  b.answer({1, 100, 0, kLimit});
-  EXPECT_TRUE(settlesOn(a, "web")) << "the lower list, in spite of its load";
-}
-
-TEST_F(PollingTest, DeadServerIsWithheldUntilItIsBack) {
-  FakeServer steady(kHalf), failing(kIdle);
-  addPool("Web", {steady.entry(), failing.entry()});
-  addPool("Alone", {failing.entry()});
-  start();
-  EXPECT_TRUE(settlesOn(failing, "web"));
-  failing.refuse();
-  EXPECT_TRUE(settlesOn(steady, "web"));
-  EXPECT_EQ(ask(service_.port(), "alone"), failing.entry()) << "better some server than none";
-  failing.listenAgain();
-  EXPECT_TRUE(settlesOn(failing, "web"));
-}
-
-TEST_F(PollingTest, MisbehaviourCostsOnlyTheServerItself) {
-  const std::string idle =
-      std::string(18, '\xFF') + std::string("\0\0\0\1\0\0\0\0\0\0\0\0\x7F\xFF\xFF\xFF", 16);
-  const std::string oneByteShort = idle.substr(0, idle.size() - 1);
+TEST(Polling, RequestsFollowWhatTheLastPollFound) {
   const struct {
     const char* pool;
-    std::string answer;
-    FakeServer::Manner manner;
-    bool wins;  // an odd but complete answer of an idle server
+    Act acts[2];
   } cases[] = {
-      {"Silent", "", FakeServer::kKeepOpen, false},
-      {"ClosesAtOnce", "", FakeServer::kClose, false},
-      {"ClosesOneByteShort", oneByteShort, FakeServer::kClose, false},
-      {"Resets", oneByteShort, FakeServer::kReset, false},
-      {"Dribbles", idle, FakeServer::kDribble, true},
-      {"SaysMore", idle + std::string(100000, '\xFF'), FakeServer::kClose, true},
+      {"Load", {{kIdleReply, kClose, true}, {replyOf({1, 0, kLimit / 4 * 3, kLimit}), kClose, false}}},
+      {"List", {{replyOf({1, 100, 0, kLimit}), kClose, false}, {kIdleReply, FakeServer::kDribble, true}}},
+      {"Ends", {{kIdleReply + std::string(100000, '\xFF'), kClose, true}, {kRefuse, kClose, false}}},
+      {"Begins", {{kRefuse, kClose, false}, {kIdleReply, kOpen, true}}},
+      {"ClosesAtOnce", {{"", kClose, false}, {replyOf({1, 0, -kLimit, kLimit}), kClose, true}}},
+      {"ClosesEarly", {{kShort, kClose, false}, {kIdleReply, kClose, true}}},
+      {"Resets", {{kShort, FakeServer::kReset, false}, {kShort, FakeServer::kReset, false}}},
+      {"Silent", {{"", kOpen, false}, {kIdleReply, kClose, false}}},  // the poll that waits gets no answer
   };
-  FakeServer good(kHalf);
-  std::vector<std::unique_ptr<FakeServer>> odd;
-  for (const auto& row : cases) {
-    odd.push_back(std::make_unique<FakeServer>());
-    odd.back()->answerWith(row.answer, row.manner);
-    addPool(row.pool, {good.entry(), odd.back()->entry()});
+  FakeServer steady({1, 0, kLimit / 2, kLimit}), odd[std::size(cases)];
+  std::string pools, sections;
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    pools += "Pool" + std::to_string(i + 1) + "=" + cases[i].pool + "\r\n";
+    sections.append("\r\n[").append(cases[i].pool).append("]\r\nPollTimer=1\r\nServer1=" + steady.entry());
+    sections += "\r\nServer2=" + odd[i].entry() + "\r\n";
   }
-  start();
-  for (std::size_t i = 0; i < odd.size(); ++i) {
-    EXPECT_TRUE(settlesOn(cases[i].wins ? *odd[i] : good, cases[i].pool)) << cases[i].pool;
-  }
-  odd[0]->answer(kIdle);  // the poll that waits stays without an answer
-  const int polls = odd[0]->polls();
-  ASSERT_TRUE(odd[1]->waitForPolls(2));
-  EXPECT_EQ(odd[0]->polls(), polls);
-  EXPECT_TRUE(waitForLog("[ DEBUG ] [ " + odd[1]->entry() + " ] No response received from NIMBO server."));
-}
+  DaemonProcess service(NIMBOLSP_PROGRAM);
+  service.writeProfile(pools + "QuietMode=1\r\nDebugMode=1\r\nLogLineThreshold=10000\r\n", sections);
 
-TEST_F(PollingTest, StatisticsOutOfRangeAreReportedAndUsed) {
-  constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
-  constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
-  FakeServer idle(kIdle), negative({1, 0, -kLimit, kLimit}), refusing;
-  refusing.refuse();
-  FakeServer extremes[] = {
-      {{-1, lowest, lowest, -1}}, {{highest, highest, 536870912, -1}}, {{0, highest, highest, 0}}};
-  std::vector<std::string> entries{std::to_string(refusing.port())};
-  for (const FakeServer& server : extremes) entries.push_back(server.entry());
-  addPool("Web", {negative.entry(), idle.entry()});
-  addPool("Extreme", entries);
-  start();
-  EXPECT_TRUE(settlesOn(negative, "web")) << "a negative load beats an idle server";
-  for (FakeServer& server : extremes) {
-    EXPECT_TRUE(eventually([&] { return server.polls() > 0; }));
+  for (const int act : {0, 1}) {
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+      const Act& now = cases[i].acts[act];
+      odd[i].answerWith(now.answer, now.manner);
+      if (now.answer == kRefuse) odd[i].refuse();
+      if (act == 1 && cases[i].acts[0].answer == kRefuse) odd[i].listenAgain();
+    }
+    ASSERT_TRUE(act == 1 || service.startService());
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+      const std::string winner = (cases[i].acts[act].wins ? odd[i] : steady).entry();
+      // Ten times in a row: by its load, not by turns.
+      EXPECT_TRUE(eventually([&] {
+        int count = 0;
+        while (count < 10 && ask(service.port(), cases[i].pool) == winner) ++count;
+        return count == 10;
+      })) << cases[i].pool
+          << act;
+    }
   }
-  for (int i = 0; i < 20; ++i) EXPECT_NE(ask(service_.port(), "extreme"), "(no answer)");
-  EXPECT_TRUE(service_.log().starts_with("[ DEBUG ] [ 1 ] Debug is ON\n"));
-  EXPECT_TRUE(waitForLog("[ DEBUG ] [ " + idle.entry() + " ] Thread started"));
-  EXPECT_TRUE(waitForLog("Invalid statistic value received"));
-  EXPECT_TRUE(waitForLog("[ DEBUG ] [ " + negative.entry() + " ] Load: -100%"));
-  EXPECT_TRUE(waitForLog("[ DEBUG ] [ " + entries[0] + " ] Failed connecting to NIMBO server."));
+  EXPECT_EQ(steady.lastRequest(), std::string("\0\0\0\x17NIMBO_ORFC\0\x01\0\x0F\0\0\0\0\0", 23));
+  EXPECT_LT(steady.polls(), 60 * std::ssize(cases)) << "one a second and pool";
+  EXPECT_EQ(odd[7].polls(), 1);
+  const std::string debug = "[ DEBUG ] [ ";
+  EXPECT_TRUE(service.log().starts_with(debug + "1 ] Debug is ON\n"));
+  for (const std::string& line :
+       {debug + odd[0].entry() + " ] Thread started", debug + odd[0].entry() + " ] Load: 75%",
+        debug + odd[2].entry() + " ] Failed connecting to NIMBO server.",
+        debug + odd[5].entry() + " ] No response received from NIMBO server.",
+        debug + odd[4].entry() + " ] Load: -100%", std::string("Invalid statistic value received")}) {
+    EXPECT_TRUE(eventually([&] { return service.log().find(line + "\n") != std::string::npos; })) << line;
+  }
+  EXPECT_EQ(service.stopService(), 0);
 }
-
-// Seconds whose milliseconds wrap to 8: the threads poll without a pause.
-const std::string kNoPause = "PollTimer=115964117\r\n";
 
 TEST(Polling, EndsInOrderWhateverThePollersDo) {
   FakeServer good, resetting, silent, refusing;
   resetting.answerWith("", FakeServer::kReset);
-  silent.answerWith("", FakeServer::kKeepOpen);
+  silent.answerWith("", kOpen);
   refusing.refuse();
   const Descriptor full(bindPort());  // a connection to it waits for ever
   listen(full.number(), 0);
@@ -157,8 +98,9 @@ TEST(Polling, EndsInOrderWhateverThePollersDo) {
     servers += "Server" + std::to_string(++number) + "=" + std::to_string(port) + "\r\n";
   }
   DaemonProcess service(NIMBOLSP_PROGRAM);
+  // Seconds whose milliseconds wrap to 8: the threads poll without a pause.
   service.writeProfile("Pool1=Web\r\nDebugMode=2\r\nLogLineThreshold=100\r\n",
-                       "\r\n[Web]\r\n" + kNoPause + servers);
+                       "\r\n[Web]\r\nPollTimer=115964117\r\n" + servers);
   for (int round = 0; round < 10; ++round) {
     ASSERT_TRUE(service.startService());
     ASSERT_TRUE(good.waitForPolls(20));

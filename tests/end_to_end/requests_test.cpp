@@ -13,7 +13,7 @@
 
 namespace {
 
-const std::string kSlow = "PollTimer=3600\r\n";
+const std::string kSlow = "PollTimer=4294967\r\n";  // nearly the most milliseconds there are
 
 // All bytes that a value of the profile can have, up to a length.
 std::string anyBytes(std::size_t length, const std::string& without) {

@@ -39,6 +39,8 @@ class AllocationTest : public ServiceTest {
     }
   }
 
+  std::int32_t sequence() const NIMBOXI_NO_THREAD_SAFETY_ANALYSIS { return pool_->allocationSequence; }
+
   // The text of the server that is chosen; "none".
   std::string allocate() {
     char reply[kNameSize] = "none";
@@ -100,6 +102,7 @@ TEST_F(AllocationTest, Choice) {
     fill(row.servers);
     EXPECT_EQ(allocate(), row.chosen);
     EXPECT_EQ(stateOf(row.chosen), row.stateAfter);
+    EXPECT_EQ(sequence(), 51);
   }
 }
 

@@ -1,21 +1,18 @@
-// Reports: what they leave in the log on disk, whatever stands there, what suppresses them, and their end at
-// the gate. Their texts show in the end-to-end tests.
+// Reports: what they leave in the log on disk, whatever stands there, and what suppresses them. Their texts
+// show in the end-to-end tests.
 #include "service/log_file.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 
 #include <filesystem>
-#include <thread>
 
-#include "service/layer_gate.h"
 #include "service/reports.h"
 #include "service/resources/string_table.h"
-#include "tests/support/eventually.h"
+#include "tests/support/resource_limit.h"
 #include "tests/support/service_test.h"
 #include "tests/support/test_client.h"
 
@@ -67,12 +64,10 @@ TEST_F(LogFileTest, InterruptedCutLosesNothing) {
   const std::string first(100, 'a'), kept = numbered(1, 20000);
   set(&Settings::logLineThreshold, 2);
   folder_.write("nimbolsp-test.log", first + "\n" + kept);
-  rlimit limit{};
-  getrlimit(RLIMIT_FSIZE, &limit);
-  const rlimit low{20000, limit.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &low);
-  logText("not written");
-  setrlimit(RLIMIT_FSIZE, &limit);
+  {
+    const ResourceLimit low(RLIMIT_FSIZE, 20000);
+    logText("not written");
+  }
   EXPECT_EQ(rawLog(), kept.substr(0, 20000) + kept.substr(20000 - 101));
 }
 
@@ -123,21 +118,6 @@ TEST_F(LogFileTest, TerminalAndLogTellTheSame) {
   };
   EXPECT_EQ(terminalOf(report), "Load: 37% %s %n\n\n");
   EXPECT_EQ(log(), "Load: 37% %s %n\n\n");
-}
-
-TEST_F(LogFileTest, LayerGateClosesBehindTheVisitsUnderWay) {
-  std::atomic<bool> inside = false;
-  std::thread visitor([&] {
-    const LayerVisit visit;
-    inside = true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    logText("still inside");
-  });
-  ASSERT_TRUE(eventually([&] { return inside.load(); }));
-  closeLayerGate();
-  EXPECT_EQ(log(), "still inside\n");
-  EXPECT_FALSE(LayerVisit());
-  visitor.join();
 }
 
 }  // namespace

@@ -65,11 +65,6 @@ bool DaemonProcess::isRunning() {
   return pid_ != -1;
 }
 
-void DaemonProcess::limitFileSize(rlim_t bytes) const {
-  const rlimit limit{bytes, bytes};
-  prlimit(pid_, RLIMIT_FSIZE, &limit, nullptr);
-}
-
 bool DaemonProcess::startService(const std::string& command, Output output) {
   spawn({programPath(), command}, output);
   // Either may lack the line: a quiet terminal, or a log that was cut since.
@@ -82,7 +77,7 @@ bool DaemonProcess::startService(const std::string& command, Output output) {
 int DaemonProcess::stopService() {
   TestClient client(port_);
   client.send({"\2\0", 2});
-  return client.receive(2) == std::string(1, '\0') ? wait() : -1;
+  return client.receive(1) == std::string(1, '\0') && client.isClosed() ? wait() : -1;
 }
 
 std::ptrdiff_t DaemonProcess::descriptors() const {

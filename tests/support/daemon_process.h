@@ -2,7 +2,6 @@
 // it likes, one process at a time; what still runs at the end is killed.
 #pragma once
 
-#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <string>
@@ -56,8 +55,8 @@ class DaemonProcess {
 
   bool isRunning();
 
-  // Sets the limit on the size of the files that the running program writes, in bytes.
-  void limitFileSize(rlim_t bytes) const;
+  // The process while it runs.
+  pid_t pid() const { return pid_; }
 
   // Standard output until now (kFile).
   std::string output() const { return folder_.read("output.txt"); }

@@ -1,0 +1,110 @@
+// What the profile says: numbers right and wrong, the settings, the servers, and where loading them ends. The
+// polling threads that it starts sleep for longer than any test lives. A profile's errors show end to end.
+#include <arpa/inet.h>
+#include <pthread.h>
+
+#include <algorithm>
+
+#include "service/pool_loader.h"
+#include "service/resources/string_table.h"
+#include "tests/support/eventually.h"
+#include "tests/support/service_test.h"
+
+namespace nimbolsp {
+namespace {
+
+class ProfileTest : public ServiceTest {
+ protected:
+  // Loads these pools and a section "P" of these lines, and waits until each of `threads` threads has told
+  // its start and sleeps.
+  std::uint32_t load(const std::string& pools, const std::string& servers, int threads) {
+    set(&Settings::debugLevel, 1);
+    set(&Settings::logLineThreshold, 100000);
+    set(&Settings::profilePath,
+        folder_.write(std::to_string(threads) + ".ini",
+                      "[Setup]\r\nPort=1\r\n" + pools + "\r\n[P]\r\nPollTimer=3600\r\n" + servers));
+    clearLog();
+    const std::uint32_t error = loadPools();
+    EXPECT_TRUE(eventually([&] { return std::ranges::count(rawLog(), '\n') == threads; })) << rawLog();
+    return error;
+  }
+};
+
+// Keys "stem1" to "stem<count>" with a value.
+std::string keys(const std::string& stem, int count, const std::string& value) {
+  std::string lines;
+  for (int i = 1; i <= count; ++i) lines += stem + std::to_string(i) + "=" + value + "\r\n";
+  return lines;
+}
+
+TEST(ProfileKeys, NumbersOutOfTheirLimits) {
+  const struct {
+    KeyId key;
+    const char* value;
+    std::int32_t number;
+  } cases[] = {
+      {kPort, "70000x", 70000},
+      {kLogLineThreshold, "0", 256},
+      {kBucketSize, "-5", 100},
+      {kBucketSize, "3000000000", 100},
+      {kDebugMode, "65537", 1},
+      {kDebugMode, "-1", -1},
+      {kPollTimer, "0", 30000},
+      {kPollTimer, "536870912", 30000},  // the product wraps to 0
+      {kPollTimer, "3000000", -1294967296},
+  };
+  for (const auto& row : cases) EXPECT_EQ(keyNumber(row.key, row.value), row.number) << row.value;
+}
+
+TEST(ServerEntry, SplitAtTheFirstColon) {
+  const struct {
+    const char *entry, *address;
+    std::int32_t port;
+  } cases[] = {
+      {"10.0.0.5:5912", "10.0.0.5", 5912},
+      {"dbhost:5912", "255.255.255.255", 5912},
+      {":5912", "255.255.255.255", 5912},
+      {"10.0.0.5:80:90", "10.0.0.5", 80},
+      {"10.0.0.5: \t+70000x", "10.0.0.5", 70000},
+      {"10.0.0.5:- 5", "10.0.0.5", 0},
+      {"-5", "0.0.0.0", -5},
+      {"", "0.0.0.0", 0},
+      {"2147483649", "0.0.0.0", -2147483647},
+  };
+  for (const auto& row : cases) {
+    const ServerEndpoint endpoint = parseServerEntry(row.entry);
+    EXPECT_STREQ(inet_ntoa({endpoint.ipAddress}), row.address) << row.entry;
+    EXPECT_EQ(endpoint.port, row.port) << row.entry;
+  }
+}
+
+TEST_F(ProfileTest, SettingsAreReadByTheirKeys) {
+  folder_.write("program.ini", "[Setup]\nLogLineThreshold=1\nQuietMode=-1\nBucketSize=3\nDebugMode=65540\n");
+  const Settings all = readSettings(folder_.file("program"), "-Word");
+  EXPECT_EQ(all.logFilePath, folder_.file("program-Word.log"));
+  EXPECT_EQ(all.logLineThreshold, 1);
+  EXPECT_TRUE(all.quietMode);
+  EXPECT_EQ(all.bucketSize, 3);
+  EXPECT_EQ(all.debugLevel, 4);
+  EXPECT_FALSE(readSettings(folder_.file("no program"), "").quietMode);
+}
+
+TEST_F(ProfileTest, Of70PoolsAnd300ServersTheFirst64And256AreLoadedOrThoseBeforeAGap) {
+  EXPECT_EQ(load(keys("Pool", 70, "P"), keys("Server", 2, "7") + "Server4=8\r\n", 64 * 2), 0u);
+  EXPECT_EQ(load("Pool1=P\r\nPool3=P\r\n", keys("Server", 300, "7"), 256), 0u);
+  EXPECT_EQ(poolList->servers[255].port, 7);
+}
+
+TEST_F(ProfileTest, ThreadThatCannotBeStartedEndsTheLoading) {
+  pthread_attr_t usual, impossible;
+  ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+  pthread_attr_init(&impossible);
+  ASSERT_EQ(pthread_attr_setstacksize(&impossible, std::size_t{1} << 47), 0);
+  ASSERT_EQ(pthread_setattr_default_np(&impossible), 0);
+  EXPECT_EQ(load(keys("Pool", 2, "P"), "Server1=1\r\n", 0), std::uint32_t{kStringThreadFailed});
+  pthread_setattr_default_np(&usual);
+  EXPECT_TRUE(poolList != nullptr && poolList->next == nullptr) << "what was loaded until then stays";
+}
+
+}  // namespace
+}  // namespace nimbolsp
