@@ -1,8 +1,9 @@
 // The lists of a pool's servers: which server takes a request, what that changes and what it tells at debug
-// level 2, and which list holds a server after a poll. The end of a pool shows in the end-to-end tests.
+// level 2, and what a poll's reply makes of a server's load and list.
 #include "service/allocation.h"
 
 #include <cstring>
+#include <limits>
 #include <vector>
 
 #include "service/server_pool.h"
@@ -10,6 +11,9 @@
 
 namespace nimbolsp {
 namespace {
+
+constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
 
 // A server as the polls and allocations until now have left it.
 struct Row {
@@ -57,15 +61,15 @@ class AllocationTest : public ServiceTest {
 
   PoolServer* server(int number) { return &pool_->servers[static_cast<std::size_t>(number - 1)]; }
 
-  // The servers of a list, from its head; -1 is the unallocated list.
-  std::string listed(int list) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
-    std::string numbers;
-    PoolServer* at = list < 0 ? pool_->unallocatedList : pool_->allocationLists[list];
-    for (; at != nullptr; at = at->next) {
-      EXPECT_EQ(at->listIndex, list);
-      numbers += at->address;
+  // The servers of every list from its head, -1 for the unallocated list.
+  std::string lists() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
+    std::string all;
+    for (int list = -1; list < kAllocationLists; ++list) {
+      PoolServer* at = list < 0 ? pool_->unallocatedList : pool_->allocationLists[list];
+      if (at != nullptr) all += " " + std::to_string(list) + ":";
+      for (; at != nullptr; at = at->next) all += at->listIndex == list ? at->address : "?";
     }
-    return numbers;
+    return all;
   }
 
   void place(int number, std::int32_t average) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
@@ -92,7 +96,7 @@ TEST_F(AllocationTest, Choice) {
       {"a negative load beats all", {{0, 0}, {0, -3, 40}, {0, 0}}, "2", "-3 1 50"},
       {"a withheld server is not searched", {{-1, 0}, {0, 99}}, "2", "99 1 50"},
       {"the request raises the load", {{0, 30, 0, 3, 10}}, "1", "40 4 50"},
-      {"the highest count wraps", {{0, 0, 0, 2147483647, 1}}, "1", "0 -2147483648 50"},
+      {"the highest count wraps", {{0, 0, 0, kHighest, 1}}, "1", "0 -2147483648 50"},
       {"all full: the lowest list's head, unchanged", {{3, 100}, {2, 120, 2}, {2, 100, 1}}, "2", "120 0 2"},
       {"all full or withheld: a full one", {{-1, 0}, {9, 101, 4}}, "2", "101 0 4"},
       {"all withheld: the one withheld last", {{-1, 70, 4, 7, 10}, {-1, 0}}, "1", "70 7 4"},
@@ -130,28 +134,70 @@ TEST_F(AllocationTest, DebugLinesOfLevelTwo) {
                       "to handle the request\n"));
 }
 
-TEST_F(AllocationTest, MarkUnavailableMovesOnceToTheHeadOfTheUnallocated) {
-  fill({{0, 0}, {0, 0}, {0, 0}});
-  for (int number : {2, 1, 3}) markUnavailable(server(number));
-  EXPECT_EQ(listed(0), "");
-  PoolHold hold(pool_);  // a second call would wait for it
-  markUnavailable(server(2));
-  EXPECT_EQ(listed(-1), "312");
-}
-
-TEST_F(AllocationTest, PlaceServerMovesToTheHeadUnlessTheListIsTheSame) {
+TEST_F(AllocationTest, ServersMoveToTheHeadOfAnotherList) {
   fill({{0, 0}, {0, 0}, {0, 0}});
   place(3, 50);
-  EXPECT_EQ(listed(0), "123") << "the same list: not moved";
+  EXPECT_EQ(lists(), " 0:123");
   place(3, 450);
   place(1, 499);
-  EXPECT_EQ(listed(0) + " " + listed(4), "2 13");
+  EXPECT_EQ(lists(), " 0:2 4:13");
   place(3, 40000);
-  EXPECT_EQ(listed(0) + " " + listed(4), "32 1");
-  markUnavailable(server(3));
+  EXPECT_EQ(lists(), " 0:32 4:1");
+  for (int number : {2, 1, 3}) markUnavailable(server(number));
+  EXPECT_EQ(lists(), " -1:312");
+  place(1, 10000);
+  PoolHold hold(pool_);  // a second call would wait for it
   markUnavailable(server(2));
-  place(3, 10000);
-  EXPECT_EQ(listed(-1) + " " + listed(9), "2 3");
+  EXPECT_EQ(lists(), " -1:32 9:1");
+}
+
+TEST(Balance, ReplyIsReadBehindEighteenBytesOfAnything) {
+  PollReply reply;
+  std::memcpy(reply.data(), "eighteen any bytes\0\0\0\x01\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFE\x80\0\0\0", 34);
+  EXPECT_EQ(decodePollReply(reply), (Statistics{1, kHighest, -2, kLowest}));
+}
+
+TEST(Balance, OneNegativeStatisticIsEnough) {
+  EXPECT_FALSE(hasNegative({0, kHighest, 0, kHighest}));
+  for (const Statistics& one : {Statistics{-1}, {0, -1}, {0, 0, kLowest}, {0, 0, 0, -1}}) {
+    EXPECT_TRUE(hasNegative(one));
+  }
+}
+
+TEST(Balance, Load) {
+  const struct {
+    const char* name;
+    std::int32_t used, limit, load;
+  } cases[] = {
+      {"without a limit it is 0", 50, 0, 0},
+      {"cut toward zero", -2, 3, -66},
+      {"a negative limit looks idle", 30, -40, -75},
+      {"the product wraps negative", 21474837, 100, 20973},
+      {"the lowest product by -1 wraps", 536870912, -1, 0},
+      {"cut to 16 bits", 700, 1, 4464},
+  };
+  for (const auto& row : cases) EXPECT_EQ(loadPercent(row.used, row.limit), row.load) << row.name;
+}
+
+TEST(Balance, AllocationList) {
+  const struct {
+    const char* name;
+    std::int32_t divisor, dividend, bucketSize;
+    int list;
+  } cases[] = {
+      {"divisor 0 goes to list 0", 0, 5000, 100, 0},
+      {"100 is the first of list 1", 1, 100, 100, 1},
+      {"the average is cut, not rounded", 2, 199, 100, 0},
+      // Pins(average-wraps)
+      {"40000 wraps negative", 1, 40000, 100, 0},
+      {"65536 and 250 count as 250", 1, 65786, 100, 2},
+      {"both negative make a positive average", -1, -500, 100, 5},
+      {"the lowest by -1 wraps to a low half of 0", -1, kLowest, 1, 0},
+      {"the widest bucket", 1, 32767, kHighest, 0},
+  };
+  for (const auto& row : cases) {
+    EXPECT_EQ(allocationListOf(row.divisor, row.dividend, row.bucketSize), row.list) << row.name;
+  }
 }
 
 }  // namespace

@@ -42,17 +42,15 @@ TEST(ProfileKeys, NumbersOutOfTheirLimits) {
     KeyId key;
     const char* value;
     std::int32_t number;
-  } cases[] = {
-      {kPort, "70000x", 70000},
-      {kLogLineThreshold, "0", 256},
-      {kBucketSize, "-5", 100},
-      {kBucketSize, "3000000000", 100},
-      {kDebugMode, "65537", 1},
-      {kDebugMode, "-1", -1},
-      {kPollTimer, "0", 30000},
-      {kPollTimer, "536870912", 30000},  // the product wraps to 0
-      {kPollTimer, "3000000", -1294967296},
-  };
+  } cases[] = {{kPort, "70000x", 70000},
+               {kLogLineThreshold, "0", 256},
+               {kBucketSize, "-5", 100},
+               {kBucketSize, "3000000000", 100},
+               {kDebugMode, "65537", 1},
+               {kDebugMode, "-1", -1},
+               {kPollTimer, "0", 30000},
+               {kPollTimer, "536870912", 30000},
+               {kPollTimer, "3000000", -1294967296}};
   for (const auto& row : cases) EXPECT_EQ(keyNumber(row.key, row.value), row.number) << row.value;
 }
 

@@ -2,6 +2,7 @@
 // to what the resource function answers; and the template of a dialog, byte by byte.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <sstream>
 
@@ -12,19 +13,17 @@
 #include "tests/support/started_layer.h"
 
 using namespace nimbolsp;
+using namespace std::string_literals;
 
 namespace {
 
-std::string littleEndian(std::size_t value, int size) {
+std::string word(std::size_t value) {
   std::string bytes;
-  for (int i = 0; i < size; ++i) bytes += static_cast<char>(value >> 8 * i);
+  for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(value >> shift);
   return bytes;
 }
-std::string word(std::size_t value) {
-  return littleEndian(value, 4);
-}
 std::string half(std::size_t value) {
-  return littleEndian(value, 2);
+  return word(value).substr(0, 2);
 }
 std::string sized(const std::string& text) {
   return half(text.size()) + text;
@@ -61,10 +60,8 @@ std::string describe(const AppendedTables& tables) {
   std::ostringstream text;
   for (const auto& string : tables.strings.entries) text << string.id << "=" << string.text << ";";
   for (const DialogRecord& dialog : tables.dialogs) {
-    text << dialog.id << "," << dialog.style << "," << dialog.itemCount << "," << dialog.height << ","
-         << dialog.caption << "," << dialog.pointSize << "," << dialog.fontName << ":";
-    for (const DialogItem& item : dialog.items)
-      text << item.id << "," << item.height << "," << item.className << "," << item.text << ";";
+    text << dialog.id << "," << dialog.itemCount << "," << dialog.caption << "," << dialog.fontName << ":";
+    for (const DialogItem& item : dialog.items) text << item.id << item.className << item.text << ";";
   }
   return text.str();
 }
@@ -84,20 +81,18 @@ TEST(AppendedTables, Bytes) {
     const char* text;
   } cases[] = {
       {"whole", word(2) + stringEntry(0xFFFFF, "x") + stringEntry(3, ""), word(1) + whole,
-       "1048575=x;3=;7,2,1,24,T,8,S:9,16,Button,OK;"},
+       "1048575=x;3=;7,1,T,S:9ButtonOK;"},
       {"counts near 2^32", word(0xFFFFFFFF) + stringEntry(20, "a"), word(0xFFFFFFFF) + whole,
-       "20=a;7,2,1,24,T,8,S:9,16,Button,OK;"},
-      {"more than they count", word(1) + stringEntry(20, "a") + stringEntry(3, ""), word(1) + whole + whole,
-       "20=a;7,2,1,24,T,8,S:9,16,Button,OK;"},
-      {"cut inside a word", word(2) + stringEntry(20, "a") + std::string("\1\1\1", 3),
-       word(1) + dialogEntry(7, 0xFFFFFFFF, "T", "S", item + "\1\1\1"),
-       "20=a;7,2,1,24,T,8,S:9,16,Button,OK;"},
+       "20=a;7,1,T,S:9ButtonOK;"},
+      {"cut inside a word", word(2) + stringEntry(20, "a") + "\1\1\1",
+       word(1) + dialogEntry(7, 0xFFFFFFFF, "T", "S", item + "\1\1\1"), "20=a;7,1,T,S:9ButtonOK;"},
       {"cut inside a text", word(1) + word(4095U << 20 | 7) + "abc",
-       word(1) + dialogEntry(7, 1, "T", "S", item.substr(0, 27)), "7=abc;7,2,1,24,T,8,S:9,16,B,;"},
+       word(1) + dialogEntry(7, 1, "T", "S", item.substr(0, 27)), "7=abc;7,1,T,S:9B;"},
       {"a NUL ends a text but not the entry",
-       word(2) + stringEntry(5, std::string("a\0b", 3)) + stringEntry(4, "c"), "", "5=a;4=c;"},
+       word(2) + stringEntry(5, "a\0b"s) + stringEntry(4, "c") + stringEntry(3, "not counted"), "",
+       "5=a;4=c;"},
       {"a body without its seven words is no dialog", "",
-       word(2) + word(0) + word(27) + std::string(27, '\1') + dialogEntry(6, 0, "", "", ""), "6,2,0,24,,8,:"},
+       word(2) + word(0) + word(27) + std::string(27, '\1') + dialogEntry(6, 0, "", "", ""), "6,0,,:"},
       {"bodies of size 0", "", word(0xFFFFFFFF) + std::string(800, '\0'), ""},
   };
   for (const auto& c : cases) {
@@ -122,7 +117,7 @@ TEST(BlockFile, ReturnValueAndTables) {
     std::size_t result;
     std::string tables;
   } cases[] = {
-      {"both tables", body + blockEnd(77, dialogsAt, 6), 77, "15=appended;7,2,0,24,T,8,S:"},
+      {"both tables", body + blockEnd(77, dialogsAt, 6), 77, "15=appended;7,0,T,S:"},
       {"more than is read at once", "m" + manyStrings + blockEnd(77, 0, 1), 77, manyTexts},
       {"no offsets leave what there was", body + blockEnd(77, 0, 0), 77, "1=old;"},
       {"offsets past the end", body + blockEnd(77, 0xFFFFFFFF, 0xFFFFFFFF), 77, ""},
@@ -139,59 +134,41 @@ TEST(BlockFile, ReturnValueAndTables) {
   }
 }
 
-// Every prefix and every byte set to its extremes: nothing may be read beyond the bytes.
+// Every prefix, and every byte set to its extremes: nothing may be read beyond the bytes.
 TEST(BlockFile, DamagedTablesGiveSomeAnswer) {
   const std::string strings = word(2) + stringEntry(20, "twenty") + stringEntry(3, "three");
   const std::string items = dialogItem(9, "Button", "OK") + dialogItem(8, "Edit", "");
   const std::string dialogs = word(2) + dialogEntry(7, 2, "T", "S", items) + dialogEntry(6, 0, "", "", "");
   for (const std::string& table : {strings, dialogs}) {
     for (std::size_t i = 0; i < table.size(); ++i) {
-      const std::vector<std::uint8_t> exact(table.data(), table.data() + i);  // so that reading on is seen
-      describe({parseStringTable(exact), parseDialogTable(exact)});
-      for (const char value : {'\0', '\x7F', '\x80', '\xFF'}) {
-        std::string damaged = table;
-        damaged[i] = value;
-        EXPECT_LE(parseStringTable(asBytes(damaged)).entries.size(), damaged.size() / 4);
-        EXPECT_LE(parseDialogTable(asBytes(damaged)).size(), damaged.size() / 36);
+      std::string damaged[] = {table.substr(0, i), table, table, table, table};
+      for (int kind : {1, 2, 3, 4}) damaged[kind][i] = "\0\x7F\x80\xFF"[kind - 1];
+      for (const std::string& bytes : damaged) {
+        const std::vector<std::uint8_t> exact(bytes.begin(), bytes.end());  // so that reading on is seen
+        EXPECT_LE(parseStringTable(exact).entries.size(), exact.size() / 4);
+        EXPECT_LE(parseDialogTable(exact).size(), exact.size() / 36);
       }
     }
   }
 }
 
-namespace {
-
-// The template of a table's dialog.
-std::string built(const std::string& entry) {
+// The template of a dialog, which is of 16-bit units throughout.
+std::u16string built(const std::string& entry) {
   const auto bytes = buildDialogTemplate(parseDialogTable(asBytes(word(1) + entry)).at(0));
-  return {bytes.begin(), bytes.end()};
+  std::u16string units(bytes.size() / 2, u'\0');
+  std::memcpy(units.data(), bytes.data(), bytes.size());
+  return units;
 }
-
-// The header of a dialog with style 2, and its place.
-std::string header(std::size_t items) {
-  return word(0x42) + word(0) + half(items) + half(21) + half(22) + half(23) + half(24) + word(0);
-}
-
-std::string wide(const std::string& ascii) {
-  std::string units;
-  for (const char c : ascii) units += std::string{c, '\0'};
-  return units + half(0);
-}
-
-std::string item(std::size_t id, const std::string& className, const std::string& text) {
-  return word(3) + word(0) + half(13) + half(14) + half(15) + half(16) + half(id) + wide(className) +
-         wide(text) + half(0);
-}
-
-}  // namespace
 
 TEST(DialogTemplate, ItemsAreAlignedAndCharactersBecomeUtf16) {
   const std::string items = dialogItem(9, "Button", "OK!") + dialogItem(0x12345, "", "");
   EXPECT_EQ(built(dialogEntry(7, 2, "Hi", "S", items)),
-            header(2) + wide("Hi") + half(8) + wide("S") + half(0) +  // behind 34 bytes
-                item(9, "Button", "OK!") + half(0) +                  // 42 bytes long
-                item(0x2345, "", ""));
+            u"B\0\0\0\2\x15\x16\x17\x18\0\0Hi\0\x08S\0\0"s  // one unit more than its end
+            u"\3\0\0\0\x0D\x0E\x0F\x10\x09"s
+            u"Button\0OK!\0\0\0"s
+            u"\3\0\0\0\x0D\x0E\x0F\x10\x2345\0\0\0"s);
   EXPECT_EQ(built(dialogEntry(7, 0, "\x80\xE9\x81", "", "")),
-            header(0) + half(0x20AC) + half(0xE9) + half(0xBF) + half(0) + half(8) + wide(""));
+            u"B\0\0\0\0\x15\x16\x17\x18\0\0\x20AC\xE9\xBF\0\x08\0"s);
 }
 
 TEST(DialogTemplate, CountsTheItemsThatItHolds) {
@@ -235,11 +212,10 @@ TEST(ResourceTables, RecordsOfEveryKind) {
       {"appended string", 15, RT_STRING, &strings.entries[1], strings.entries[1].text, 8},
       {"behind 20 and before 15 none is built in", 17, RT_STRING, nullptr, nullptr, 0},
       {"before 3 one is built in", 12, RT_STRING, &builtIn[8], builtIn[8].text, 2 * 16},
-      {"at the end too", 1, RT_STRING, builtIn, builtIn->text, 2 * 7},
+      {"behind 3 too", 1, RT_STRING, builtIn, builtIn->text, 2 * 7},
       {"no string", 0, RT_STRING, nullptr, nullptr, 0},
       // Pins(signed-string-id)
       {"an id that is negative when signed", 0x80000014, RT_STRING, nullptr, nullptr, 0},
-      {"the end of a table", 0, RT_CURSOR, nullptr, nullptr, 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -272,25 +248,23 @@ TEST(ResourceFunction, Operations) {
   const struct {
     intptr_t operation, a, b, c, result;
     const char* text = "untouched";
-  } cases[] = {
-      {RESOURCE_SIZE, 0, dialog, 0, 28},
-      {RESOURCE_SIZE, 0, title, 0, 18},
-      {RESOURCE_LOCK, 0, loaded, 0, number(builtInStrings()[10].text)},
-      {RESOURCE_FREE, 0, loaded, 0, 0},
-      {RESOURCE_LOAD, 0, 0, 0, 0},
-      {RESOURCE_LOCK, 0, 0, 0, 0},
-      {RESOURCE_FREE, 0, 0, 0, 0},
-      {RESOURCE_HIGHEST_ID, 0, RT_STRING, 0, 122},
-      {RESOURCE_HIGHEST_ID, 0, RT_DIALOG, 0, 0},
-      {RESOURCE_HIGHEST_ID, 0, RT_CURSOR, 0, 0},
-      {RESOURCE_CONSTANT, 0, 0, 0, 2},
-      {99, 0, 0, 0, 0},
-      {RESOURCE_LOAD_STRING, 14, 0, 64, 0},
-      {RESOURCE_LOAD_STRING, 14, number(text), 0, 0},
-      {RESOURCE_LOAD_STRING, 14, number(text), 8, 8, "nimbols"},            // Pins(cut-counts-size)
-      {RESOURCE_LOAD_STRING, 0x10000000E, number(text), 9, 8, "nimbolsp"},  // the low 32 bits
-      {RESOURCE_LOAD_STRING, 17, number(text), 9, 0, ""},
-  };
+  } cases[] = {{RESOURCE_SIZE, 0, dialog, 0, 28},
+               {RESOURCE_SIZE, 0, title, 0, 18},
+               {RESOURCE_LOCK, 0, loaded, 0, number(builtInStrings()[10].text)},
+               {RESOURCE_FREE, 0, loaded, 0, 0},
+               {RESOURCE_LOAD, 0, 0, 0, 0},
+               {RESOURCE_LOCK, 0, 0, 0, 0},
+               {RESOURCE_FREE, 0, 0, 0, 0},
+               {RESOURCE_HIGHEST_ID, 0, RT_STRING, 0, 122},
+               {RESOURCE_HIGHEST_ID, 0, RT_DIALOG, 0, 0},
+               {RESOURCE_HIGHEST_ID, 0, RT_CURSOR, 0, 0},
+               {RESOURCE_CONSTANT, 0, 0, 0, 2},
+               {99, 0, 0, 0, 0},
+               {RESOURCE_LOAD_STRING, 14, 0, 64, 0},
+               {RESOURCE_LOAD_STRING, 14, number(text), 0, 0},
+               {RESOURCE_LOAD_STRING, 14, number(text), 8, 8, "nimbols"},            // Pins(cut-counts-size)
+               {RESOURCE_LOAD_STRING, 0x10000000E, number(text), 9, 8, "nimbolsp"},  // the low 32 bits
+               {RESOURCE_LOAD_STRING, 17, number(text), 9, 0, ""}};
   for (const auto& c : cases) {
     EXPECT_EQ(OSresFunc(c.operation, c.a, c.b, c.c), c.result) << c.operation;
     EXPECT_STREQ(text, c.text);
