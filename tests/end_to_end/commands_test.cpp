@@ -10,6 +10,8 @@
 #include "tests/support/eventually.h"
 #include "tests/support/resource_limit.h"
 
+using namespace std::string_literals;
+
 namespace {
 
 // Pins(usage-three-lines)
@@ -109,7 +111,7 @@ TEST_F(CommandsTest, StopNeedsAnAnswerOfAnyValue) {
       const Descriptor connection(accept(listening.number(), nullptr, nullptr));
       char request[2];
       EXPECT_EQ(recv(connection.number(), request, sizeof request, MSG_WAITALL), 2);
-      EXPECT_EQ(std::string(request, 2), std::string("\2\0", 2));
+      EXPECT_EQ(std::string(request, 2), "\2\0"s);
       send(connection.number(), answer.data(), answer.size(), MSG_NOSIGNAL);
       shutdown(connection.number(), SHUT_WR);
       EXPECT_EQ(recv(connection.number(), request, 1, 0), answer.empty() ? -1 : 0) << "reset, else closed";
@@ -118,20 +120,6 @@ TEST_F(CommandsTest, StopNeedsAnAnswerOfAnyValue) {
     peer.join();
     EXPECT_EQ(program_.output(),
               answer.empty() ? "Failed to receive response to stop message\nCould not stop process\n" : "");
-  }
-}
-
-TEST_F(CommandsTest, ServiceOutlivesItsOutput) {
-  program_.writeProfile(kPools, kWeb);
-  for (DaemonProcess::Output output :
-       {DaemonProcess::kClosed, DaemonProcess::kBrokenPipe, DaemonProcess::kFullPipe}) {
-    program_.folder().write("nimbolsp-run.log", "");
-    ASSERT_TRUE(program_.startService("-run", output));
-    EXPECT_EQ(ask(program_.port(), "web"), "5912");
-    const std::string errors = "/proc/" + std::to_string(program_.pid()) + "/fd/2";
-    EXPECT_TRUE(output != DaemonProcess::kClosed || std::filesystem::read_symlink(errors) == "/dev/null");
-    EXPECT_EQ(program_.stopService(), 0);
-    EXPECT_EQ(program_.log(), kLifeInLog);
   }
 }
 
@@ -164,15 +152,17 @@ TEST_F(CommandsTest, LimitsOfTheSystemAreRaisedAndObeyed) {
   }
 }
 
-TEST_F(CommandsTest, StartReturnsAndTheServiceGoesOn) {
+TEST_F(CommandsTest, ServiceOutlivesItsStartAndItsOutput) {
   const struct {
-    const char* name;
-    std::string path, stem;
+    std::string stem, path;
+    const char *command, *log;
     DaemonProcess::Output output;
   } cases[] = {
-      {"by its path", program_.programPath(), "nimbolsp", DaemonProcess::kFile},
-      {"through the search path", "nimbolsp", "nimbolsp", DaemonProcess::kClosed},
-      {"a blank in its path", program_.folder().file("my lsp"), "my lsp", DaemonProcess::kBrokenPipe},
+      {"nimbolsp", program_.programPath(), "-run", "-run.log", DaemonProcess::kFullPipe},
+      {"nimbolsp", program_.programPath(), "-start", "-RUN.log", DaemonProcess::kFile},
+      {"nimbolsp", "nimbolsp", "-Start", "-RUN.log", DaemonProcess::kClosed},  // by the search path
+      {"my lsp", program_.folder().file("my lsp"), "-START", "-RUN.log", DaemonProcess::kBrokenPipe},
+      {"nimbolsp", program_.programPath(), "-run", "-run.log", DaemonProcess::kClosed},
   };
   program_.writeProfile(kPools, kWeb);
   program_.folder().write("my lsp.ini", program_.folder().read("nimbolsp.ini"));
@@ -180,15 +170,17 @@ TEST_F(CommandsTest, StartReturnsAndTheServiceGoesOn) {
   const std::string searchPath = std::getenv("PATH");
   setenv("PATH", (program_.folder().path() + ":" + searchPath).c_str(), 1);
   for (const auto& row : cases) {
-    SCOPED_TRACE(row.name);
-    const std::string log = row.stem + "-RUN.log";
-    std::filesystem::remove(program_.folder().file(log));
-    program_.spawn({row.path, "-Start"}, row.output);
-    EXPECT_EQ(program_.wait(), 0);
-    ASSERT_TRUE(eventually([&] { return program_.folder().readLog(log) == "Process started\n"; }));
+    SCOPED_TRACE(row.path + row.command);
+    const auto log = [&] { return program_.folder().readLog(row.stem + row.log); };
+    program_.folder().write(row.stem + row.log, "");
+    program_.spawn({row.path, row.command}, row.output);
+    EXPECT_TRUE(row.command == "-run"s || program_.wait() == 0);
+    ASSERT_TRUE(eventually([&] { return log() == "Process started\n"; }));
     EXPECT_EQ(ask(program_.port(), "web"), "5912");
-    EXPECT_EQ(program_.run({"-stop"}), 0);
-    EXPECT_TRUE(eventually([&] { return program_.folder().readLog(log) == kLifeInLog; }));
+    const std::string errors = "/proc/" + std::to_string(program_.pid()) + "/fd/2";
+    EXPECT_TRUE(&row != &cases[4] || std::filesystem::read_symlink(errors) == "/dev/null");
+    EXPECT_EQ(program_.stopService(), 0);
+    EXPECT_TRUE(eventually([&] { return log() == kLifeInLog; }));
   }
   setenv("PATH", searchPath.c_str(), 1);
 }

@@ -90,12 +90,11 @@ TEST(Polling, EndsInOrderWhateverThePollersDo) {
   const Descriptor full(bindPort());  // a connection to it waits for ever
   listen(full.number(), 0);
   const TestClient filling(portOf(full.number()));
-
   std::string servers;
-  int number = 0;
-  for (std::uint16_t port : {good.port(), good.port(), good.port(), resetting.port(), silent.port(),
-                             refusing.port(), portOf(full.number())}) {
-    servers += "Server" + std::to_string(++number) + "=" + std::to_string(port) + "\r\n";
+  int count = 0;
+  for (const int port : {good.port(), good.port(), good.port(), resetting.port(), silent.port(),
+                         refusing.port(), portOf(full.number())}) {
+    servers += "Server" + std::to_string(++count) + "=" + std::to_string(port) + "\r\n";
   }
   DaemonProcess service(NIMBOLSP_PROGRAM);
   // Seconds whose milliseconds wrap to 8: the threads poll without a pause.

@@ -74,14 +74,6 @@ TEST_F(RequestsTest, BadMessageTypeIsReportedAndResetAndHalfARequestDroppedSilen
   EXPECT_EQ(service_.log(), "Process started\n" + bad + bad + bad);
 }
 
-TEST_F(RequestsTest, SlowClientHoldsUpTheOthersUntilItIsServed) {
-  TestClient slow(service_.port()), quick(service_.port());
-  quick.send(requestFor("web") + "more than is read");
-  for (char byte : requestFor("web")) slow.send(std::string(1, byte));
-  EXPECT_EQ(slow.receive(3), "\1\0013");
-  EXPECT_EQ(quick.receive(12), "\1\01210.0.0.2:2");
-}
-
 // One hostile connection: half a request or none, or random bytes, or gone before the answer. Never a stop.
 void attack(std::uint16_t port, std::mt19937& random) {
   TestClient client(port);

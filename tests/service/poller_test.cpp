@@ -5,7 +5,6 @@
 #include <sys/socket.h>
 
 #include <filesystem>
-#include <functional>
 #include <thread>
 #include <vector>
 
@@ -44,22 +43,14 @@ using PollerTest = ServiceTest;
 TEST_F(PollerTest, EverybodyWaitsForTheLocks) {
   ServerPool* pool = createPool("Web", 1, 0);
   char reply[kNameSize];
-  const std::function<void()> users[] = {
-      [&] { allocateServer(pool, reply); },
-      [&] { markUnavailable(&pool->servers[0]); },
-      [] { logText("written"); },
-  };
   std::atomic<int> done = 0;
   std::vector<std::jthread> threads;
   PoolHold hold(pool);
   {
     LogWriter writer;
-    for (const auto& use : users) {
-      threads.emplace_back([&] {
-        use();
-        ++done;
-      });
-    }
+    threads.emplace_back([&] { allocateServer(pool, reply), ++done; });
+    threads.emplace_back([&] { markUnavailable(&pool->servers[0]), ++done; });
+    threads.emplace_back([&] { logText("written"), ++done; });
     letOthersGoOn();
     EXPECT_EQ(done, 0);
   }
