@@ -1,7 +1,8 @@
-// One server that the test itself plays: who waits for the locks, what a poll stores, and the gate that ends
-// all of it. What many servers make of the answers shows in the end-to-end tests.
+// Where sockets connect to, and one server that the test itself plays: who waits for the locks, what a poll
+// stores, and the gate that ends all of it. Peers of every other manner show in the end-to-end tests.
 #include "service/poller.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 
 #include <filesystem>
@@ -24,32 +25,81 @@ void letOthersGoOn() {
   std::this_thread::sleep_for(std::chrono::milliseconds(30));
 }
 
-std::ptrdiff_t threadCount() {
-  const std::filesystem::directory_iterator threads("/proc/self/task");
-  return std::distance(begin(threads), end(threads));
+class PollerTest : public ServiceTest {
+ protected:
+  PollerTest() {
+    listening_.create();
+    EXPECT_TRUE(listening_.bindAndListen(0));
+    port_ = portOf(listening_.descriptor());
+    server_->port = port_;
+  }
+
+  // Reads the poll of a connection, answers it, and waits for its orderly end.
+  static void answer(TcpSocket& peer, const Statistics& statistics) {
+    PollRequest bytes;
+    const PollReply reply = encodePollReply(statistics);
+    EXPECT_TRUE(peer.receiveExactly(bytes.data(), bytes.size()) && peer.sendAll(reply.data(), reply.size()));
+    EXPECT_EQ(recv(peer.descriptor(), bytes.data(), 1, 0), 0);
+  }
+
+  static std::ptrdiff_t threadCount() {
+    const std::filesystem::directory_iterator threads("/proc/self/task");
+    return std::distance(begin(threads), end(threads));
+  }
+
+  TcpSocket listening_;
+  std::uint16_t port_ = 0;
+  ServerPool* const pool_ = createPool("Web", 1, 499);
+  PoolServer* const server_ = &pool_->servers[0];
+};
+
+TEST_F(PollerTest, HostIsADottedAddress) {
+  TcpSocket socket;
+  socket.create();
+  EXPECT_FALSE(socket.connectToHost("localhost", port_) || socket.connectToHost("255.255.255.255", port_));
+  EXPECT_TRUE(socket.connectToHost("127.0.0.1", 65536 + port_)) << "the low 16 bits count";
 }
 
-// Reads the poll of a connection, answers it, and waits for its orderly end.
-void answer(TcpSocket& peer, const Statistics& statistics) {
-  PollRequest request;
-  const PollReply reply = encodePollReply(statistics);
-  EXPECT_TRUE(peer.receiveExactly(request.data(), request.size()) &&
-              peer.sendAll(reply.data(), reply.size()));
-  EXPECT_EQ(recv(peer.descriptor(), request.data(), 1, 0), 0);
+// Pins(no-receive-timeout)
+TEST_F(PollerTest, ReceiveWaitsWithoutLimit) {
+  TestClient peer(port_);
+  TcpSocket socket(listening_.accept());
+  char byte;
+  ASSERT_TRUE(peer.send("1") && socket.receiveExactly(&byte, 1));
+  timeval limit{1, 1};
+  socklen_t size = sizeof limit;
+  getsockopt(socket.descriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, &size);
+  EXPECT_EQ(limit.tv_sec + limit.tv_usec, 0);
 }
 
-using PollerTest = ServiceTest;
+TEST(TcpSocket, EitherCloseLeavesNothingToClose) {
+  for (const bool orderly : {true, false}) {
+    TcpSocket socket;
+    socket.create();
+    const int number = socket.descriptor();
+    orderly ? void(socket.orderlyClose()) : socket.abortiveClose();
+    EXPECT_TRUE(socket.descriptor() == 0 && fcntl(number, F_GETFD) == -1);
+  }
+}
+
+// A connection to a port of this machine that nobody listens on may come from that very port.
+TEST(TcpSocket, ConnectionToItselfGivesNoReply) {
+  TcpSocket socket(bindPort());
+  ASSERT_TRUE(socket.connectToAddress(0, portOf(socket.descriptor())));
+  char bytes[34] = {};
+  ASSERT_TRUE(socket.sendAll(bytes, 23));
+  EXPECT_FALSE(socket.receiveExactly(bytes, sizeof bytes));
+}
 
 TEST_F(PollerTest, EverybodyWaitsForTheLocks) {
-  ServerPool* pool = createPool("Web", 1, 0);
   char reply[kNameSize];
   std::atomic<int> done = 0;
   std::vector<std::jthread> threads;
-  PoolHold hold(pool);
+  PoolHold hold(pool_);
   {
     LogWriter writer;
-    threads.emplace_back([&] { allocateServer(pool, reply), ++done; });
-    threads.emplace_back([&] { markUnavailable(&pool->servers[0]), ++done; });
+    threads.emplace_back([&] { allocateServer(pool_, reply), ++done; });
+    threads.emplace_back([&] { markUnavailable(server_), ++done; });
     threads.emplace_back([&] { logText("written"), ++done; });
     letOthersGoOn();
     EXPECT_EQ(done, 0);
@@ -60,29 +110,23 @@ TEST_F(PollerTest, EverybodyWaitsForTheLocks) {
 }
 
 TEST_F(PollerTest, ReplyIsStoredUnderTheLockAndNotBehindTheGate) {
-  TcpSocket listening;
-  listening.create();
-  ASSERT_TRUE(listening.bindAndListen(0));
   set(&Settings::debugLevel, 1);
-  ServerPool* pool = createPool("Web", 1, 499);
-  PoolServer* server = &pool->servers[0];
-  server->port = portOf(listening.descriptor());
-  server->unavailable = true;  // so that the first poll takes no lock before its reply
+  server_->unavailable = true;  // so that the first poll takes no lock before its reply
   const std::ptrdiff_t before = threadCount();
-  ASSERT_TRUE(startPolling(server));
-  TcpSocket first(listening.accept());
+  ASSERT_TRUE(startPolling(server_));
+  TcpSocket first(listening_.accept());
   {
-    PoolHold hold(pool);
+    PoolHold hold(pool_);
     answer(first, {1, 0, 7, 10});
     letOthersGoOn();
-    EXPECT_EQ(server->load, 0);
+    EXPECT_EQ(server_->load, 0);
   }
-  TcpSocket second(listening.accept());
+  TcpSocket second(listening_.accept());
   closeLayerGate();
   stopPolling = true;
   answer(second, {1, 0, 5, 10});
   EXPECT_TRUE(eventually([&] { return threadCount() == before; }));
-  const std::string line = "[ DEBUG ] [ " + std::to_string(server->port) + " ] ";
+  const std::string line = "[ DEBUG ] [ " + std::to_string(port_) + " ] ";
   EXPECT_EQ(log(), line + "Thread started\n" + line + "Load: 70%\n");
 }
 
