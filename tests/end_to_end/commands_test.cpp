@@ -82,7 +82,6 @@ TEST_F(CommandsTest, RunThatCannotServeTellsWhy) {
   const Descriptor taken(bindPort(program_.port()));
   listen(taken.number(), 1);
   for (const auto& row : cases) {
-    SCOPED_TRACE(row.message);
     program_.folder().write("nimbolsp.ini", row.profile);
     EXPECT_EQ(program_.run({"-run"}), 0);
     EXPECT_EQ(program_.output(), kTitle + row.message + kTitle + "Process stopped\n");
@@ -111,8 +110,8 @@ TEST_F(CommandsTest, StopNeedsAnAnswerOfAnyValue) {
     std::thread peer([&] {
       const Descriptor connection(accept(listening.number(), nullptr, nullptr));
       char request[2];
-      EXPECT_EQ(recv(connection.number(), request, sizeof request, MSG_WAITALL), 2);
-      EXPECT_EQ(std::string(request, 2), "\2\0"s);
+      EXPECT_TRUE(recv(connection.number(), request, 2, MSG_WAITALL) == 2 &&
+                  "\2\0"s == std::string(request, 2));
       send(connection.number(), answer.data(), answer.size(), MSG_NOSIGNAL);
       shutdown(connection.number(), SHUT_WR);
       EXPECT_EQ(recv(connection.number(), request, 1, 0), answer.empty() ? -1 : 0) << "reset, else closed";

@@ -3,7 +3,6 @@
 #include "service/allocation.h"
 
 #include <cstring>
-#include <limits>
 #include <vector>
 
 #include "service/server_pool.h"
@@ -11,9 +10,6 @@
 
 namespace nimbolsp {
 namespace {
-
-constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
 
 // A server as the polls and allocations until now have left it.
 struct Row {
@@ -33,7 +29,7 @@ class AllocationTest : public ServiceTest {
       PoolServer* server = &pool_->servers[i];
       const Row& row = rows[i];
       server->port = static_cast<std::int32_t>(i + 1);
-      std::strcpy(server->address, std::to_string(server->port).c_str());
+      server->address[0] = static_cast<char>('1' + i);
       server->addressLength = 1;
       server->statistics = {0, 0, row.used, row.limit};
       server->load = row.load;
@@ -94,7 +90,7 @@ TEST_F(AllocationTest, Choice) {
       {"a negative load beats all", {{0, 0}, {0, -3, 40}, {0, 0}}, "2", "-3 1 50"},
       {"a withheld server is not searched", {{-1, 0}, {0, 99}}, "2", "99 1 50"},
       {"the request raises the load", {{0, 30, 0, 3, 10}}, "1", "40 4 50"},
-      {"the highest count wraps", {{0, 0, 0, kHighest, 1}}, "1", "0 -2147483648 50"},
+      {"the highest count wraps", {{0, 0, 0, INT32_MAX, 1}}, "1", "0 -2147483648 50"},
       {"all full: the lowest list's head, unchanged", {{3, 100}, {2, 120, 2}, {2, 100, 1}}, "2", "120 0 2"},
       {"all full or withheld: a full one", {{-1, 0}, {9, 101, 4}}, "2", "101 0 4"},
       {"all withheld: the one withheld last", {{-1, 70, 4, 7, 10}, {-1, 0}}, "1", "70 7 4"},
@@ -149,9 +145,9 @@ TEST_F(AllocationTest, ServersMoveToTheHeadOfAnotherList) {
 TEST(Balance, ReplyIsReadBehindEighteenBytesOfAnything) {
   PollReply reply;
   std::memcpy(reply.data(), "eighteen any bytes\0\0\0\x01\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFE\x80\0\0\0", 34);
-  EXPECT_EQ(decodePollReply(reply), (Statistics{1, kHighest, -2, kLowest}));
-  EXPECT_FALSE(hasNegative({0, kHighest, 0, kHighest}));
-  for (const Statistics& one : {Statistics{-1}, {0, -1}, {0, 0, kLowest}, {0, 0, 0, -1}}) {
+  EXPECT_EQ(decodePollReply(reply), (Statistics{1, INT32_MAX, -2, INT32_MIN}));
+  EXPECT_FALSE(hasNegative({0, INT32_MAX, 0, INT32_MAX}));
+  for (const Statistics& one : {Statistics{-1}, {0, -1}, {0, 0, INT32_MIN}, {0, 0, 0, -1}}) {
     EXPECT_TRUE(hasNegative(one)) << "one is enough";
   }
 }
@@ -172,8 +168,8 @@ TEST(Balance, AllocationList) {
   EXPECT_EQ(allocationListOf(1, 40000, 100), 0) << "wraps negative";  // Pins(average-wraps)
   EXPECT_EQ(allocationListOf(1, 65786, 100), 2) << "65536 and 250 count as 250";
   EXPECT_EQ(allocationListOf(-1, -500, 100), 5) << "a positive average of negatives";
-  EXPECT_EQ(allocationListOf(-1, kLowest, 1), 0) << "the lowest by -1 wraps to a low half of 0";
-  EXPECT_EQ(allocationListOf(1, 32767, kHighest), 0) << "the widest bucket";
+  EXPECT_EQ(allocationListOf(-1, INT32_MIN, 1), 0) << "the lowest by -1 wraps to a low half of 0";
+  EXPECT_EQ(allocationListOf(1, 32767, INT32_MAX), 0) << "the widest bucket";
 }
 
 }  // namespace

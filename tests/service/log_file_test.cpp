@@ -103,14 +103,7 @@ TEST_F(LogFileTest, LineBeginsWithTheLocalTimeOfTheZoneOfTheMoment) {
   EXPECT_TRUE(before <= time && time <= std::time(nullptr)) << line;
 }
 
-TEST(DebugLine, TagNamesWhatIsKnown) {
-  EXPECT_EQ(debugLine("text", inet_addr("10.0.0.5"), 5912), "[ DEBUG ] [ 10.0.0.5:5912 ] text");
-  EXPECT_EQ(debugLine("", inet_addr("255.255.255.255"), 70000), "[ DEBUG ] [ 255.255.255.255:70000 ] ");
-  EXPECT_EQ(debugLine("text", 0, -1), "[ DEBUG ] [ -1 ] text");
-  EXPECT_EQ(debugLine("text", inet_addr("10.0.0.5"), 0), "[ DEBUG ] text");
-}
-
-TEST_F(LogFileTest, TerminalAndLogTellTheSame) {
+TEST_F(LogFileTest, TerminalAndLogTellTheSameAndTagsWhatIsKnown) {
   const auto report = [] {
     logText("Load: 37% %s %n");
     logMessage(7);  // an unknown id is an empty line
@@ -120,6 +113,10 @@ TEST_F(LogFileTest, TerminalAndLogTellTheSame) {
   };
   EXPECT_EQ(terminalOf(report), "Load: 37% %s %n\n\n");
   EXPECT_EQ(log(), "Load: 37% %s %n\n\n");
+  EXPECT_EQ(debugLine("text", inet_addr("10.0.0.5"), 5912), "[ DEBUG ] [ 10.0.0.5:5912 ] text");
+  EXPECT_EQ(debugLine("", inet_addr("255.255.255.255"), 70000), "[ DEBUG ] [ 255.255.255.255:70000 ] ");
+  EXPECT_EQ(debugLine("text", 0, -1), "[ DEBUG ] [ -1 ] text");
+  EXPECT_EQ(debugLine("text", inet_addr("10.0.0.5"), 0), "[ DEBUG ] text");
 }
 
 enum Kind { kPipe, kSocket, kTerminal };

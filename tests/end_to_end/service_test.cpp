@@ -1,12 +1,106 @@
-// Polls of scripted servers by the real service, what they make of the answers, and its end in their midst.
+// The real service at work: requests good, odd and hostile, polls of scripted servers, what it makes of their
+// answers, and its end in their midst. NIMBOLSP_HOSTILE_COUNT is the number of hostile requests, else 2000.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <random>
+#include <thread>
 
 #include "tests/support/daemon_process.h"
 #include "tests/support/eventually.h"
 #include "tests/support/fake_server.h"
 
 namespace {
+
+// All bytes that a value of the profile can have, up to a length.
+std::string anyBytes(std::size_t length, const std::string& without) {
+  std::string bytes;
+  for (char byte = 1; byte != 0; ++byte) {
+    if (without.find(byte) == std::string::npos) bytes += byte;
+  }
+  bytes.resize(length, 'z');
+  return bytes;
+}
+
+class RequestsTest : public testing::Test {
+ protected:
+  RequestsTest() {
+    const std::string slow = "PollTimer=4294967\r\n";  // nearly the most milliseconds there are
+    service_.writeProfile("Pool1=Web\r\nPool2=B\xFCro\r\nPool3=" + longName_ + "\r\n",
+                          "\r\n[Web]\r\nServer1=10.0.0.1:1\r\nServer2=10.0.0.2:2\r\nServer3=3\r\n" + slow +
+                              "\r\n[B\xFCro]\r\nServer1=" + longText_ + "\r\n" + slow + "\r\n[" + longName_ +
+                              "]\r\nServer1=long\r\n" + slow);
+    EXPECT_TRUE(service_.startService());
+  }
+  ~RequestsTest() override { EXPECT_EQ(service_.stopService(), 0); }
+
+  const std::string longName_ = anyBytes(255, "\r\n]");
+  const std::string longText_ = anyBytes(300, "\r\n");  // cut to 255
+  DaemonProcess service_{NIMBOLSP_PROGRAM};
+};
+
+TEST_F(RequestsTest, AnswerIsTheTextAsConfigured) {
+  const struct {
+    const char* name;
+    std::string pool, answer;
+  } cases[] = {
+      {"the last server first", "WEB", "3"},
+      {"then the next in the list", "web", "10.0.0.2:2"},
+      {"an unknown pool", "Mail", ""},
+      {"a shorter name", "We", ""},
+      {"a longer name", "Webs", ""},
+      {"an empty name", "", ""},
+      {"a name with a NUL", std::string("Web\0", 4), ""},
+      {"another letter of the code page", "b\xDCRO", longText_.substr(0, 255)},
+      {"a name of 255 bytes", longName_, "long"},
+  };
+  for (const auto& row : cases) EXPECT_EQ(ask(service_.port(), row.pool), row.answer) << row.name;
+}
+
+TEST_F(RequestsTest, BadMessageTypeIsReportedAndResetAndHalfARequestDroppedSilently) {
+  for (std::size_t size : {1U, 4U}) TestClient(service_.port()).send(requestFor("web").substr(0, size));
+  for (const char type : {'\1', '\3', '\xFF'}) {
+    TestClient client(service_.port());
+    client.send(std::string{type, '\0'});
+    EXPECT_TRUE(client.isReset());
+  }
+  const std::string bad = "Bad message type received\n";
+  EXPECT_EQ(ask(service_.port(), "web"), "3");
+  EXPECT_EQ(service_.log(), "Process started\n" + bad + bad + bad);
+}
+
+// One hostile connection: half a request or none, or random bytes, or gone before the answer. Never a stop.
+void attack(std::uint16_t port, std::mt19937& random) {
+  TestClient client(port);
+  std::string bytes = requestFor("web");
+  if (random() % 2 == 0) bytes.resize(random() % 300);
+  if (random() % 2 == 0) std::ranges::generate(bytes, [&] { return static_cast<char>(random()); });
+  if (bytes.starts_with('\2')) bytes[0] = 0;
+  client.send(bytes.substr(0, random() % 3 == 0 ? 1 : bytes.size()));
+  if (random() % 2 == 0) client.reset();
+}
+
+TEST_F(RequestsTest, HostileClientsLeaveNothingBehind) {
+  ASSERT_EQ(ask(service_.port(), "web"), "3");
+  const std::ptrdiff_t before = service_.descriptors();
+  const char* count = std::getenv("NIMBOLSP_HOSTILE_COUNT");
+  std::atomic<int> left = count == nullptr ? 2000 : std::atoi(count);
+  std::vector<std::jthread> clients;
+  for (unsigned int seed = 1; seed <= 3; ++seed) {  // each has two connections in the queue at the most
+    clients.emplace_back([&, seed] {
+      std::mt19937 random(seed);
+      while (left-- > 0) {
+        attack(service_.port(), random);
+        EXPECT_NE(ask(service_.port(), "web"), "(no answer)");
+      }
+    });
+  }
+  clients.clear();
+  EXPECT_TRUE(eventually([&] { return service_.descriptors() <= before; }));
+}
 
 constexpr std::int32_t kLimit = kIdle.loadLimit;
 
