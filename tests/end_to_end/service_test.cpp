@@ -141,7 +141,6 @@ TEST(Polling, RequestsFollowWhatTheLastPollFound) {
   }
   DaemonProcess service(NIMBOLSP_PROGRAM);
   service.writeProfile(pools + "QuietMode=1\r\nDebugMode=1\r\nLogLineThreshold=10000\r\n", sections);
-
   for (const int act : {0, 1}) {
     for (std::size_t i = 0; i < std::size(cases); ++i) {
       const Act& now = cases[i].acts[act];

@@ -88,7 +88,6 @@ TEST_F(AllocationTest, Choice) {
       {"a full server in list 0 is passed over", {{0, 100}, {9, 99}}, "2", "99 1 50"},
       {"100 before 99 is no candidate", {{0, 100}, {0, 100}, {0, 99, 40}}, "3", "99 1 50"},
       {"a negative load beats all", {{0, 0}, {0, -3, 40}, {0, 0}}, "2", "-3 1 50"},
-      {"a withheld server is not searched", {{-1, 0}, {0, 99}}, "2", "99 1 50"},
       {"the request raises the load", {{0, 30, 0, 3, 10}}, "1", "40 4 50"},
       {"the highest count wraps", {{0, 0, 0, INT32_MAX, 1}}, "1", "0 -2147483648 50"},
       {"all full: the lowest list's head, unchanged", {{3, 100}, {2, 120, 2}, {2, 100, 1}}, "2", "120 0 2"},

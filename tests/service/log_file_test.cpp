@@ -36,8 +36,7 @@ TEST_F(LogFileTest, ReportCutsTheFullFileToItsNewerHalf) {
     std::int32_t threshold;
     std::string before, kept;
   } cases[] = {
-      // Pins(threshold-one)
-      {"threshold 1: grows without limit", 1, numbered(1, 50), numbered(1, 50)},
+      {"threshold 1: grows without limit", 1, numbered(1, 50), numbered(1, 50)},  // Pins(threshold-one)
       {"empty lines count, an unterminated one does not", 3, "\n\nc", "\n\nc"},
       {"threshold 3 drops one line", 3, "a\nb\nc\n", "b\nc\n"},
       {"not yet full", 256, numbered(1, 255), numbered(1, 255)},
@@ -151,13 +150,12 @@ TEST(LineOutput, DropsWholeLinesWhileTheyAreNotTaken) {
     const Descriptor reader(ends[0]), writer(ends[1]);
     const int flags = fcntl(writer.number(), F_GETFL);
     const ResourceLimit descriptors(RLIMIT_NOFILE, row.canOpen ? 1024 : 3);
-
     LineOutput output{std::chrono::milliseconds(20)};
     for (int i = 0; i < 1000; ++i) output.write(writer.number(), line + line);
     const std::string before = drain(reader);
     output.write(writer.number(), "after\n");
-    EXPECT_TRUE(4000 <= before.size() && before.size() < 1000000) << before.size();
-    EXPECT_TRUE(before.starts_with(line));
+    EXPECT_TRUE(4000 <= before.size() && before.size() < 1000000 && before.starts_with(line))
+        << before.size();
     const std::size_t torn = before.size() % line.size();
     EXPECT_EQ(drain(reader), (torn == 0 ? "" : line.substr(torn)) + "after\n");
     EXPECT_EQ(fcntl(writer.number(), F_GETFL), flags);

@@ -191,8 +191,7 @@ TEST(ResourceTables, RecordsOfEveryKind) {
       {"before 3 one is built in", 12, RT_STRING, &builtIn[8], builtIn[8].text, 2 * 16},
       {"behind 3 too", 1, RT_STRING, builtIn, builtIn->text, 2 * 7},
       {"no string", 0, RT_STRING, nullptr, nullptr, 0},
-      // Pins(signed-string-id)
-      {"an id that is negative when signed", 0x80000014, RT_STRING, nullptr, nullptr, 0},
+      {"negative when signed", 0x80000014, RT_STRING, nullptr, nullptr, 0},  // Pins(signed-string-id)
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -207,10 +206,9 @@ TEST(ResourceTables, RecordsOfEveryKind) {
 TEST(ResourceTables, HighestDialogIdTakesIdsForPlaces) {
   std::vector<DialogRecord> dialogs(4);
   dialogs[0].id = 1;
-  dialogs[1].id = 700;
+  dialogs[1].id = 700;  // Pins(highest-dialog)
   ResourceTables tables;
   tables.appendedDialogs = dialogs;
-  // Pins(highest-dialog)
   EXPECT_EQ(highestId(tables, RT_DIALOG), 4U) << "places 0, 2 and 3; 700 is not seen";
   dialogs[3].id = 0xFFFFFFFF;
   EXPECT_EQ(highestId(tables, RT_DIALOG), 0x100000000U);
