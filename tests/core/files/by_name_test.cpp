@@ -1,82 +1,93 @@
-// Calls by name and temporary names, against what the system itself says afterwards.
-#include <sys/stat.h>
+// Calls by name, copies and temporary names, against what the system itself says afterwards.
 #include <sys/vfs.h>
 
 #include "nimboxi/finding.h"
 #include "tests/core/core_test.h"
+#include "tests/support/eventually.h"
 
 using ByName = CoreTest;
 
-TEST_F(ByName, TheWorkingDirectoryIsTheSystems) {
-  EXPECT_EQ(fill(length_ + 1, GetCurrentDirectory), Filled(length_, folder_.path()));
-  EXPECT_EQ(fill(length_, GetCurrentDirectory), Filled(length_ + 1, "#"));
-  EXPECT_TRUE(CreateDirectory("sub", nullptr) && SetCurrentDirectory("sub") && RemoveDirectory("../sub"));
-  EXPECT_EQ(failure(GetCurrentDirectory(0, nullptr) != 0), ERROR_CURRENT_DIRECTORY);
-  EXPECT_EQ(failure(GetFullPathName("x", 0, nullptr, nullptr) != 0), ERROR_CURRENT_DIRECTORY);
+static mode_t modeOf(const char* name) {
+  struct stat status {};
+  return stat(name, &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
-// Pins(delete-takes-directories)
+// Pins(temp-path-backslash)
+TEST_F(ByName, AFolderIsCopiedWhereItFits) {
+  const auto tempPath = [](const char* tmp, const char* temp, DWORD size) {
+    EXPECT_EQ(setenv("TMP", tmp, 1) + setenv("TEMP", temp, 1), 0);
+    return fill(size, GetTempPath);
+  };
+  const std::string length = std::to_string(length_) + " ", longer = std::to_string(length_ + 1) + " ";
+  EXPECT_EQ((Texts{fill(length_ + 1, GetCurrentDirectory), fill(length_, GetCurrentDirectory),
+                   tempPath("", "", 4096), tempPath("/tmp", "/t", 6), tempPath("/tmp", "/t", 5),
+                   tempPath("/tmp", "/t", 4), tempPath("", "/t\\", 99), tempPath("", "/t", 0)}),
+            (Texts{length + folder_.path(), longer + "#", longer + folder_.path() + "\\", "5 /tmp\\",
+                   "4 /tmp", "5 #", "3 /t\\", "3 #"}));
+  EXPECT_EQ(unsetenv("TMP") + unsetenv("TEMP"), 0);
+  EXPECT_TRUE(GetCurrentDirectory(4096, nullptr) == length_ + 1 && GetTempPath(99, nullptr) == length_ + 1);
+  EXPECT_TRUE(CreateDirectory("sub", nullptr) && SetCurrentDirectory("sub") && RemoveDirectory("../sub"));
+  EXPECT_EQ((Errors{errorOf(GetCurrentDirectory(0, nullptr) != 0), errorOf(GetTempPath(0, nullptr) != 0),
+                    errorOf(GetFullPathName("x", 0, nullptr, nullptr) != 0)}),
+            Errors(3, ERROR_CURRENT_DIRECTORY));
+}
+
+// Pins(delete-takes-directories): an empty one goes as a file does.
 TEST_F(ByName, DirectoriesAndFilesComeAndGo) {
-  EXPECT_TRUE(CreateDirectory("sub", nullptr));
-  EXPECT_EQ(failure(CreateDirectory("sub", nullptr)), ERROR_FILE_EXISTS);
+  umask(0);
+  EXPECT_TRUE(done(CreateDirectory("sub", nullptr)) && modeOf("sub") == 0777);
   folder_.write("sub/file", "");
-  EXPECT_EQ(failure(RemoveDirectory("sub")), ERROR_DIR_NOT_EMPTY);
-  EXPECT_TRUE(DeleteFile("sub/file") && DeleteFile("sub")) << "an empty directory too";
-  EXPECT_EQ(GetLastError(), 0);
+  EXPECT_EQ((Errors{errorOf(CreateDirectory("sub", nullptr)), errorOf(RemoveDirectory("sub")),
+                    errorOf(RemoveDirectory("sub/file")), errorOf(DeleteFile("sub/file")),
+                    errorOf(DeleteFile("sub"))}),
+            (Errors{ERROR_FILE_EXISTS, ERROR_DIR_NOT_EMPTY, ERROR_INVALID_NAME, 0, 0}));
   for (const auto call : {SetCurrentDirectory, RemoveDirectory, DeleteFile})
-    EXPECT_EQ(failure(call(nullptr)), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ((Errors{errorOf(call(nullptr)), errorOf(call("missing"))}), (Errors{2, 2}));
 }
 
 TEST_F(ByName, AttributesAreThePermissionsOfEverybody) {
   folder_.write("f", "");
-  ASSERT_EQ(chmod("f", 0750), 0);
-  struct stat status;
-  for (const auto& [attributes, mode] : {std::pair<DWORD, mode_t>(1, 0554), {0, 0776}}) {
-    EXPECT_TRUE(SetFileAttributes("f", attributes));
-    ASSERT_EQ(stat("f", &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, mode);
-    EXPECT_EQ(GetFileAttributes("f"), 32 + attributes);
-  }
-  EXPECT_TRUE(IsDirectory(".") && GetLastError() == 0);
-  EXPECT_EQ(failure(GetFileAttributes("missing") != 0), ERROR_GEN_FAILURE);
-  EXPECT_EQ(failure(SetFileAttributes("missing", 1)), ERROR_FILE_NOT_FOUND);
+  ASSERT_EQ(chmod("f", 06577), 0);
+  EXPECT_EQ(GetFileAttributes("f"), 33U) << "its owner alone counts";
+  EXPECT_TRUE(done(SetFileAttributes("f", ~1U)) && GetFileAttributes("f") == 32 && modeOf("f") == 06777);
+  EXPECT_TRUE(done(SetFileAttributes("f", 1)) && GetFileAttributes("f") == 33 && modeOf("f") == 06555);
+  EXPECT_TRUE(done(IsDirectory(".")) && !IsDirectory("f"));
+  for (const char* name : {static_cast<const char*>(nullptr), "missing"})
+    EXPECT_EQ((Errors{errorOf(GetFileAttributes(name) != 0), errorOf(SetFileAttributes(name, 1))}),
+              (Errors{31, 2}));
 }
 
 // Pins(move-into-writable), Pins(move-drops-drive)
 TEST_F(ByName, AMoveOntoAWritableDirectoryGoesIntoIt) {
   for (const char* name : {"a", "d", "locked"}) std::filesystem::create_directory(name);
   ASSERT_EQ(chmod("locked", 0555), 0);
-  folder_.write("x:b.txt", "");
-  EXPECT_TRUE(MoveFile("x:b.txt", "d") && FileExists("d/b.txt")) << "without its drive";
-  EXPECT_EQ(failure(MoveFile("d/b.txt", "locked")), ERROR_INVALID_NAME);
-  EXPECT_TRUE(MoveFile("d", "a")) << "a writable directory replaces an empty one";
+  for (const char* name : {"x:b.txt", "old"}) folder_.write(name, name);
+  EXPECT_TRUE(done(MoveFile("x:b.txt", "d")) && FileExists("d/b.txt")) << "without its drive";
+  EXPECT_EQ(errorOf(MoveFile("d/b.txt", "locked")), ERROR_INVALID_NAME);
+  EXPECT_TRUE(done(MoveFile("d", "a"))) << "a writable directory replaces an empty one";
   EXPECT_TRUE(MoveFile("locked", "a") && IsDirectory("a/locked")) << "a read-only one goes in";
-  EXPECT_EQ(failure(MoveFile("a/b.txt", std::string(4092, '/').c_str())), ERROR_LABEL_TOO_LONG);
-  EXPECT_FALSE(MoveFile("a", nullptr) || MoveFile(nullptr, "a"));
+  EXPECT_EQ(errorOf(MoveFile("a/b.txt", std::string(4090, '/').c_str())), ERROR_LABEL_TOO_LONG);
+  EXPECT_TRUE(done(MoveFile("a/b.txt", "old")) && folder_.read("old") == "x:b.txt");
+  EXPECT_EQ((Errors{errorOf(MoveFile("a", nullptr)), errorOf(MoveFile(nullptr, "a"))}), (Errors{2, 2}));
 }
 
 // Pins(disk-blocks-1024), Pins(disk-space-false)
 TEST_F(ByName, TheDiskCountsItsOwnBlocksAndTheAnswerIsFalse) {
-  DWORD sectors = 9, bytes = 9, unused = 9, total = 9;
-  struct statfs status;
-  EXPECT_TRUE(statfs(".", &status) == 0 && !GetDiskFreeSpace(".", &sectors, &bytes, &unused, &total));
-  EXPECT_TRUE(sectors == 1 && bytes == 1024 && total == static_cast<DWORD>(status.f_blocks));
-  EXPECT_FALSE(GetDiskFreeSpace("missing", &sectors, &bytes, &unused, &total) || sectors || bytes || total);
-  EXPECT_EQ(GetLastError(), kMark);
-}
-
-// Pins(temp-path-backslash)
-TEST_F(ByName, TheFolderForTemporaryFilesEndsInABackslash) {
-  const auto tempPath = [](const char* tmp, const char* temp, DWORD size) {
-    EXPECT_EQ(setenv("TMP", tmp, 1) + setenv("TEMP", temp, 1), 0);
-    return fill(size, GetTempPath);
+  using Values = std::array<DWORD, 4>;  // sectors, bytes, free, total
+  const auto ask = [](const char* root, std::size_t missing = 4) {
+    Values values{9, 9, 9, 9};
+    const auto place = [&](std::size_t i) { return i == missing ? nullptr : &values[i]; };
+    EXPECT_FALSE(GetDiskFreeSpace(root, place(0), place(1), place(2), place(3)));
+    return values;
   };
-  EXPECT_EQ(tempPath("/tmp", "/t", 6), Filled(5, "/tmp\\"));
-  EXPECT_EQ(tempPath("/tmp", "/t", 5), Filled(4, "/tmp"));
-  EXPECT_EQ(tempPath("/tmp", "/t", 4), Filled(5, "#"));
-  EXPECT_EQ(tempPath("", "/t\\", 99), Filled(3, "/t\\"));
-  EXPECT_EQ(tempPath("", "", MAX_PATH_BYTES), Filled(length_ + 1, folder_.path() + "\\"));
-  EXPECT_EQ(unsetenv("TMP") + unsetenv("TEMP"), 0);
+  for (std::size_t missing = 0; missing < 4; ++missing) EXPECT_EQ(ask(".", missing), (Values{9, 9, 9, 9}));
+  EXPECT_TRUE(ask("missing") == Values{} && ask(nullptr) == Values{} && GetLastError() == kMark);
+  EXPECT_TRUE(eventually([&] {  // others use the disk meanwhile
+    struct statfs status {};
+    EXPECT_EQ(statfs(".", &status), 0);
+    return ask(".") ==
+           Values{1, 1024, static_cast<DWORD>(status.f_bfree), static_cast<DWORD>(status.f_blocks)};
+  }));
 }
 
 TEST_F(ByName, ATemporaryNameIsFree) {
@@ -87,7 +98,43 @@ TEST_F(ByName, ATemporaryNameIsFree) {
     EXPECT_TRUE(std::filesystem::create_directory(buffer)) << "neither taken nor created";
     EXPECT_EQ(std::stoul(buffer + 7, nullptr, 16), number);
   }
-  EXPECT_EQ(failure(GetTempFileName(".", nullptr, 0, buffer) != 0), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(failure(GetTempFileName(".", std::string(4086, 'x').c_str(), 0, buffer) != 0), 154);
+  const auto name = [&](const char* directory, const char* prefix) {
+    return errorOf(GetTempFileName(directory, prefix, 0, buffer) != 0);
+  };
+  EXPECT_EQ((Errors{name(nullptr, "p"), name(".", nullptr), name(".", std::string(4086, 'x').c_str()),
+                    errorOf(GetTempFileName(".", "p", 0, nullptr) != 0)}),
+            (Errors{2, 2, ERROR_LABEL_TOO_LONG, 2}));
   EXPECT_STREQ(buffer, "") << "too long by one";
+}
+
+TEST_F(ByName, ACopyIsCompleteAndKeepsTheAttributes) {
+  for (std::size_t size : {0U, 65535U, 65536U, 65537U}) {
+    folder_.write("from", std::string(size, 'x'));
+    folder_.write("to", "longer or shorter than what is copied over it");
+    EXPECT_TRUE(CopyFile("from", "to", FALSE));
+    EXPECT_TRUE(folder_.read("to") == std::string(size, 'x')) << size;
+  }
+  ASSERT_EQ(chmod("from", 0555), 0);
+  EXPECT_TRUE(done(CopyFile("from", "copy", TRUE)) && GetFileAttributes("copy") == 33) << "read-only";
+}
+
+TEST_F(ByName, ACopyThatFailsSaysWhyAndLosesNothing) {
+  for (const char* name : {"from", "to"}) folder_.write(name, name);
+  folder_.write("big", std::string(200'000, 'x'));
+  std::filesystem::create_symlink("from", "link");
+  std::filesystem::create_hard_link("from", "hard");
+  layer_.setPorts("COM3=/proc/self/mem,rs232\nDelay=-1\n");  // opens, and fails to read its first byte
+  const auto copy = [this](const char* existingName, const char* newName, BOOL failIfExists = FALSE) {
+    const int32_t error = errorOf(CopyFile(existingName, newName, failIfExists));
+    EXPECT_EQ(folder_.read("from") + folder_.read("to"), "fromto");
+    return error;
+  };
+  EXPECT_EQ((Errors{copy("from", "to", TRUE), copy("from", "to/x", TRUE)}), Errors(2, ERROR_FILE_EXISTS));
+  EXPECT_EQ(
+      (Errors{copy("missing", "to"), copy(nullptr, "to"), copy("from", nullptr, TRUE), copy("from", "no/f")}),
+      Errors(4, ERROR_FILE_NOT_FOUND));
+  EXPECT_EQ((Errors{copy("from", "link"), copy("hard", "from")}), Errors(2, ERROR_GEN_FAILURE)) << "itself";
+  EXPECT_EQ((Errors{copy("from", "/dev/full"), copy("big", "/dev/full")}), Errors(2, ERROR_WRITE_FAULT));
+  EXPECT_EQ((Errors{copy("from", "to/x"), copy("COM3", "new")}),
+            (Errors{ERROR_INVALID_NAME, ERROR_READ_FAULT}));
 }

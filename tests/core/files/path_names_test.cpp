@@ -1,74 +1,72 @@
-// Splitting and building path names, and the calls that do.
+// Splitting and building path names, by the calls and the rules behind them.
 #include "compat/core/files/path_names.h"
 
 #include "tests/core/core_test.h"
 
 using namespace nimboxi;
-using Texts = std::vector<std::string>;
-using PathNameCalls = CoreTest;
+using PathNames = CoreTest;
 
 // A drive reaches to its colon even into the name; an extension may begin before the name.
-TEST(PathNames, APathIsSplit) {
+// Pins(extension-with-name)
+TEST_F(PathNames, APathIsSplit) {
+  const std::string longName(5000, 'y'), kept(4095, 'y');
   const Texts cases[] = {{"a.b/c", "", "a.b/", "c", ""},
                          {"/a/.profile", "", "/a/", "", ".profile"},
                          {"a.b:c", "a.b:", "", "", ".b:c"},
                          {"c:/a//b.tar.gz", "c:", "/a//", "b.tar", ".gz"},
-                         {"a/b:c.d", "a/b:", "", "b:c", ".d"}};
+                         {"a/b:c.d", "a/b:", "", "b:c", ".d"},
+                         {"", "", "", "", ""},
+                         {longName + ":" + longName + "/", kept, kept, "", ""},
+                         {longName + "." + longName, "", "", kept, "." + kept.substr(1)}};
   for (const Texts& c : cases) {
-    const PathParts parts = splitPath(c[0]);
-    const std::string_view all[] = {c[0], parts.drive, parts.directory, parts.name, parts.extension};
-    EXPECT_EQ(Texts(std::begin(all), std::end(all)), c);
+    char parts[4][MAX_PATH_BYTES];
+    std::memset(parts, '#', sizeof parts);
+    SplitPath(c[0].empty() ? nullptr : c[0].c_str(), parts[0], parts[1], parts[2], parts[3]);
+    EXPECT_EQ((Texts{c[0], parts[0], parts[1], parts[2], parts[3]}), c);
+    SplitPath(c[0].c_str(), nullptr, nullptr, nullptr, parts[3]);
+    EXPECT_STREQ(parts[3], "") << "it comes with the name alone";
+    SplitPath(c[0].c_str(), nullptr, nullptr, nullptr, nullptr);
   }
-}
-
-// Pins(parent-is-root): ".." leads back to the root.
-TEST(PathNames, AFullPathIsBuilt) {
-  const std::string longest = "/" + std::string(4094, 'x');
-  const Texts cases[] = {
-      {"/a/b", "../x", "/x"},         {"/a/b", "./y", "/a/b/y"},
-      {"/a", "///x//..y/", "/x/..y"}, {"/", longest.substr(1) + "/./", longest},
-      {"/a", longest + "x", ""},      {"/a", longest + "/y/../z", ""},  // also on the way to the root
-  };
-  for (const Texts& c : cases) {
-    const auto path = std::make_unique<char[]>(MAX_PATH_BYTES);  // the sanitizers see its end
-    const std::size_t length = buildFullPath(c[0], c[1], path.get());
-    EXPECT_EQ(std::string(path.get(), length), c[2]) << c[0] << " and " << c[1];
-    EXPECT_TRUE(length == 0 || path[length] == '\0');
-  }
-}
-
-// Pins(file-part-backslash)
-TEST(PathNames, TheFilePartIsBehindABackslashOrTheFourthCharacter) {
-  const std::pair<const char*, std::size_t> cases[] = {
-      {"/tmp/x", 3}, {"/a/b\\c\\d", 7}, {"/ab\\c", 4}, {"/a\\bc", 3}, {"/abcd\\", 6}, {"/ab", 3}, {"/", 1}};
-  for (const auto& [path, offset] : cases) EXPECT_EQ(filePartOffset(path), offset) << path;
-}
-
-TEST(PathNames, TemporaryNamesAreTriedOnceEach) {
-  char path[MAX_PATH_BYTES];
-  EXPECT_TRUE(buildTempName("dir", "p", 0xAB, path));
-  EXPECT_STREQ(path, "dir/p00ab.tmp");
-  EXPECT_EQ(firstFreeNumber(65535, [](WORD number) { return number != 2; }), 2);
-  EXPECT_EQ(firstFreeNumber(7, [](WORD) { return true; }), std::nullopt);
-}
-
-// Pins(extension-with-name)
-TEST_F(PathNameCalls, ASplitCutsToItsBuffers) {
-  std::vector<char> name(MAX_PATH_BYTES, '#'), extension(MAX_PATH_BYTES, '#');
-  SplitPath("x/y.z", nullptr, nullptr, nullptr, extension.data());
-  EXPECT_STREQ(extension.data(), "") << "it comes with the name alone";
-  SplitPath((std::string(5000, 'y') + ".z").c_str(), nullptr, nullptr, name.data(), extension.data());
-  EXPECT_EQ(std::string(name.data()) + extension.data(), std::string(4095, 'y') + ".z");
   EXPECT_EQ(GetLastError(), kMark);
 }
 
-TEST_F(PathNameCalls, AFullPathIsCutToItsBuffer) {
-  for (DWORD size : {1U, 5U, length_ + 2, length_ + 3}) {
-    std::vector<char> buffer(size, '#');
-    char* filePart;
+// Pins(parent-is-root), Pins(file-part-backslash): ".." leads back to the root; a file part is behind the
+// last backslash, or the fourth character.
+TEST_F(PathNames, AFullPathIsBuilt) {
+  const auto full = [](const std::string& name) {                // and the position of its file part
+    const auto path = std::make_unique<char[]>(MAX_PATH_BYTES);  // the sanitizers see its end
+    std::memset(path.get(), '#', MAX_PATH_BYTES);
+    char* filePart = path.get();
+    const DWORD length = GetFullPathName(name.c_str(), MAX_PATH_BYTES, path.get(), &filePart);
+    const int32_t error = errorOf(length != 0);
+    if (error != 0) return std::to_string(error) + path[0];
+    EXPECT_EQ(length, std::strlen(path.get()));
+    return path.get() + (" " + std::to_string(filePart - path.get()));
+  };
+  const std::string longest = "/" + std::string(4094, 'x');
+  EXPECT_EQ((Texts{full("../x"), full("./y"), full(".."), full("///x//..y/"), full("/a/b\\c\\d"),
+                   full("/ab\\c"), full("/a\\bc"), full("/abcd\\"), full(longest + "/./"),
+                   full(longest + "x"), full(longest + "/y/../z")}),
+            (Texts{"/x 2", folder_.path() + "/y 3", "/ 1", "/x/..y 3", "/a/b\\c\\d 7", "/ab\\c 4", "/a\\bc 3",
+                   "/abcd\\ 6", longest + " 3", "154#", "154#"}));
+}
+
+TEST_F(PathNames, AFullPathIsCutToItsBuffer) {
+  for (DWORD size : {0U, 1U, 5U, length_ + 2, length_ + 3}) {
+    std::string buffer(size + 1, '#'), expected = (folder_.path() + "/x").substr(0, size - 1);
+    char* filePart = buffer.data() + size;
     EXPECT_EQ(GetFullPathName("./x", size, buffer.data(), &filePart), length_ + 2);
-    EXPECT_EQ(filePart, buffer.data() + std::min(size - 1, 3U));
-    EXPECT_EQ(std::string(buffer.data()), (folder_.path() + "/x").substr(0, size - 1));
+    EXPECT_EQ(filePart, size == 0 ? nullptr : buffer.data() + std::min(size - 1, 3U));
+    EXPECT_EQ(buffer, size == 0 ? "#" : expected + '\0' + "#");
   }
-  EXPECT_EQ(failure(GetFullPathName(nullptr, 0, nullptr, nullptr) != 0), ERROR_FILE_NOT_FOUND);
+  EXPECT_TRUE(done(GetFullPathName("x", 99, nullptr, nullptr) == length_ + 2));
+  EXPECT_EQ(errorOf(GetFullPathName(nullptr, 0, nullptr, nullptr) != 0), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(PathNames, TemporaryNamesAreTriedOnceEach) {
+  char path[MAX_PATH_BYTES];
+  EXPECT_TRUE(buildTempName(std::string(4085, 'x'), "p", 0xAB, path));
+  EXPECT_EQ(path, std::string(4085, 'x') + "/p00ab.tmp");
+  EXPECT_EQ(firstFreeNumber(65535, [](WORD number) { return number != 2; }), 2);
+  EXPECT_EQ(firstFreeNumber(7, [](WORD) { return true; }), std::nullopt);
 }

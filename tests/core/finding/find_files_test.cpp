@@ -1,10 +1,6 @@
 // Directory search and the wildcards of its patterns.
 #include "nimboxi/finding.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <set>
 
 #include "tests/core/core_test.h"
@@ -16,12 +12,13 @@ class FindFiles : public CoreTest {
   // The names that a search finds; `data_` is what it says about the last one.
   Names find(const std::string& pattern) {
     Names names;
+    std::memset(static_cast<void*>(&data_), '#', sizeof data_);
     HANDLE search = FindFirstFile(pattern.c_str(), &data_);
     if (search == INVALID_HANDLE_VALUE) return names;
-    do names.insert(data_.fileName);
+    do names.insert(data_.fileName + std::string(data_.alternateName));
     while (FindNextFile(search, &data_));
-    EXPECT_EQ(failure(false), 0) << "the end is no error";
-    EXPECT_TRUE(FindClose(search));
+    EXPECT_EQ(GetLastError(), 0) << "the end is no error";
+    EXPECT_TRUE(done(FindClose(search)));
     return names;
   }
 
@@ -33,33 +30,26 @@ class FindFiles : public CoreTest {
 TEST_F(FindFiles, WildcardsMatch) {
   const struct {
     const char *pattern, *name;
-    BOOL sameCase, anyCase;
+    int same, any;  // case
   } cases[] = {
       {"*.*", "nodot", 1, 1}, {"**.*", "nodot", 0, 0}, {"*a", "banana", 0, 0}, {"a**c", "abc", 1, 1},
       {"x?z", "xz", 0, 0},    {"abc", "ab", 0, 0},     {"a***", "a", 1, 1},    {"\xC4*", "\xE4x", 0, 1},
       {"*?", "abc", 0, 0},    {"*?", "ab?", 1, 1},     {"*B*", "abc", 0, 1},   {nullptr, "", 0, 0},
-  };
-  for (const auto& [pattern, name, sameCase, anyCase] : cases) {
-    EXPECT_EQ(MatchWildcard(pattern, name, TRUE), sameCase) << name;
-    EXPECT_EQ(MatchWildcard(pattern, name, FALSE), anyCase) << name;
-  }
+      {"a?c", "abc", 1, 1},   {"ab", "abc", 0, 0},     {"*", "", 1, 1},        {"*", nullptr, 0, 0}};
+  for (const auto& [pattern, name, same, any] : cases)
+    EXPECT_TRUE(MatchWildcard(pattern, name, 1) == same && MatchWildcard(pattern, name, 0) == any) << name;
+  EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
 }
 
 // Pins(two-character-dot-names): a name of a dot and one character is hidden. The root keeps its slash.
 TEST_F(FindFiles, APatternFindsWhatItMatches) {
-  for (const char* name : {"a.txt", "B.TXT", "c.ini", ".x", ".hidden"}) folder_.write(name, "");
+  for (const char* name : {"a.txt", "B.TXT", "c.ini", ".x", ".xy", ".hidden"}) folder_.write(name, "");
   std::filesystem::create_directory("sub");
-  const std::pair<std::string, Names> cases[] = {
-      {".x", {}},
-      {"./C.INI", {}},
-      {"", {}},
-      {"/de?", {"dev"}},
-      {"*.*", {"a.txt", "B.TXT", "c.ini", ".hidden", "nimboxi.ini", "sub"}},
-      {folder_.path() + "/s?b", {"sub"}}};
-  for (const auto& [pattern, names] : cases) {
-    EXPECT_EQ(find(pattern), names) << pattern;
-    EXPECT_EQ(failure(FileExists(pattern.c_str())), names.empty() ? ERROR_FILE_NOT_FOUND : -1) << pattern;
-  }
+  EXPECT_EQ(find("/de?"), Names({"dev"}));
+  EXPECT_EQ(find("*.*"), Names({"a.txt", "B.TXT", "c.ini", ".xy", ".hidden", "nimboxi.ini", "sub"}));
+  EXPECT_EQ(find(folder_.path() + "/s?b"), Names({"sub"}));
+  EXPECT_TRUE(done(FileExists("a.*")));
+  for (const char* name : {".x", "./C.INI", ""}) EXPECT_EQ(errorOf(FileExists(name)), ERROR_FILE_NOT_FOUND);
 }
 
 // Pins(directory-lists-itself), Pins(unsigned-file-time)
@@ -67,16 +57,17 @@ TEST_F(FindFiles, ADirectoryListsItsEntriesWithItsOwnData) {
   std::filesystem::create_directory("sub");
   folder_.write("sub/big", std::string(1000, 'x'));
   EXPECT_EQ(find("sub/"), Names({".", "..", "big"}));
-  HANDLE search = FindFirstFile("sub", &data_);
-  do EXPECT_EQ(data_.attributes + data_.sizeLow, FILE_ATTRIBUTE_DIRECTORY) << data_.fileName;
-  while (FindNextFile(search, &data_));
-  EXPECT_TRUE(FindClose(search));
-  folder_.write("a.txt", "hello");
-  const timespec times[2] = {{0, 0}, {-1, 0}};
-  ASSERT_EQ(utimensat(AT_FDCWD, "a.txt", times, 0), 0);
-  find("a.*");
-  EXPECT_EQ(data_.sizeLow, 5U);
-  EXPECT_EQ(data_.lastWriteTime, 0xFFFFFFFFULL * 10'000'000 + 116'444'736'000'000'000) << "unsigned";
+  EXPECT_EQ(data_.attributes + data_.sizeLow, FILE_ATTRIBUTE_DIRECTORY) << data_.fileName;
+  ASSERT_EQ(truncate("sub/big", (int64_t{7} << 32) + 5), 0);
+  const timespec times[2] = {{-2, 0}, {-1, 0}};
+  struct stat status;
+  ASSERT_EQ(utimensat(AT_FDCWD, "sub/big", times, 0) + stat("sub/big", &status), 0);
+  EXPECT_EQ(find("sub/b*"), Names({"big"}));
+  EXPECT_TRUE(data_.sizeHigh == 7 && data_.sizeLow == 5 && data_.reserved0 + data_.reserved1 == 0);
+  const auto ticks = [](uint64_t seconds) { return seconds * 10'000'000 + 116'444'736'000'000'000; };
+  EXPECT_EQ(data_.lastWriteTime, ticks(0xFFFFFFFF)) << "unsigned";
+  EXPECT_EQ(data_.lastAccessTime, ticks(0xFFFFFFFE));
+  EXPECT_EQ(data_.creationTime, ticks(static_cast<uint64_t>(status.st_ctime)));
 }
 
 TEST_F(FindFiles, OddNamesAndAFolderThatChangesGiveAnAnswer) {
@@ -91,9 +82,12 @@ TEST_F(FindFiles, OddNamesAndAFolderThatChangesGiveAnAnswer) {
   EXPECT_EQ(data_.attributes, 0U) << "nothing stands behind a loop";
   HANDLE search = FindFirstFile("*", &data_);
   ASSERT_NE(search, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(errorOf(FindNextFile(search, nullptr)), ERROR_FILE_NOT_FOUND);
   std::filesystem::remove_all(folder_.path());
   while (FindNextFile(search, &data_)) EXPECT_EQ(data_.attributes, 0U) << data_.fileName;
   EXPECT_TRUE(FindClose(search));
-  EXPECT_EQ(failure(FindNextFile(INVALID_HANDLE_VALUE, &data_)), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(failure(FindClose(nullptr)), ERROR_GEN_FAILURE);
+  for (HANDLE h : {HANDLE{nullptr}, INVALID_HANDLE_VALUE})
+    EXPECT_EQ((Errors{errorOf(FindNextFile(h, &data_)), errorOf(FindClose(h))}), (Errors{2, 31}));
+  EXPECT_TRUE(FindFirstFile("*", nullptr) == INVALID_HANDLE_VALUE && GetLastError() == 2);
+  EXPECT_TRUE(FindFirstFile(nullptr, &data_) == INVALID_HANDLE_VALUE && GetLastError() == 2);
 }

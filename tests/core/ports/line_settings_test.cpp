@@ -1,19 +1,61 @@
-// DCB and terminal settings, one made from the other.
+// Mode strings; DCB and terminal settings, one made from the other.
 #include "compat/core/ports/line_settings.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
+
+#include "compat/core/ports/comm_mode.h"
 
 using namespace nimboxi;
+using Texts = std::vector<std::string>;
 
 constexpr DWORD kDtr = DCB_DTR_CONTROL_ENABLE, kRts = DCB_RTS_CONTROL_ENABLE;
 constexpr DWORD kNoSwitch = DCB_DTR_CONTROL | DCB_OUT_DSR_FLOW | DCB_RTS_CONTROL;
 
+// Pins(two-stops-at-110), Pins(keyword-values-dropped), Pins(parity-ninth-character)
+TEST(CommMode, GivesALine) {
+  const auto line = [](const std::string& mode) {  // rate, flags, data bits, parity, stop bits
+    DCB dcb, rest{};
+    std::memset(&dcb, 0xA5, sizeof dcb);
+    EXPECT_EQ(parseCommMode(mode.c_str(), dcb), 0) << mode;
+    rest = {28, dcb.BaudRate, dcb.flags, 0, 0, 0, dcb.ByteSize, dcb.Parity, dcb.StopBits, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(std::memcmp(&dcb, &rest, sizeof dcb), 0) << mode;
+    char text[64];
+    std::snprintf(text, sizeof text, "%u %x %d %d %d", dcb.BaudRate, dcb.flags, dcb.ByteSize, dcb.Parity,
+                  dcb.StopBits);
+    return std::string(text);
+  };
+  EXPECT_EQ((Texts{line("110,n,8,1"), line("COM1:9600,n,9,1" + std::string(35, ' ')),
+                   line("comX: 14400 E , 7  2,x"), line("4294967295,m,0,1,P"), line("75,Odd,5,1,?,x"),
+                   line("baud=110 data=8  stop=1"), line("parity=e"), line("COM2: parity=nE baud=1"),
+                   line("parity=?o parity=?N")}),
+            (Texts{"110 1010 8 0 2", "9600 1010 9 0 0", "14400 1312 7 2 2", "4294967295 202e 0 3 0",
+                   "75 1012 5 1 0", "0 0 0 0 0", "0 2 0 0 0", "0 2 0 2 0", "0 0 0 0 0"}));
+}
+
+TEST(CommMode, SaysWhatIsWrong) {
+  DCB dcb{};
+  const auto errorOf = [&dcb](const std::string& mode) { return parseCommMode(mode.c_str(), dcb); };
+  EXPECT_EQ(parseCommMode(nullptr, dcb), -5);
+  for (const char* mode : {"COM0:9600,n,8,1", "com0:9600,n,8,1", "COM10:9600,n,8,1"})
+    EXPECT_EQ(errorOf(mode), -5) << mode;
+  for (const std::string& mode :
+       {std::string(), std::string("1,n,"), "9600,n,8,1" + std::string(41, ' '), std::string(100'000, ',')})
+    EXPECT_EQ(errorOf(mode), 31) << mode.size();
+  EXPECT_EQ(dcb.DCBlength, 0U) << "untouched";
+  for (const char* mode : {",,,,,", "     ,", "0,n,8,1", "9x,n,8,1", "4294967296,n,8,1", "-9600,n,8,1"})
+    EXPECT_EQ(errorOf(mode), -12) << mode;
+  for (const char* mode : {"command", "9600,s,8,1", "9600,,8,1", "9600,n", "9600,n,x,1", "9600,n,18,1",
+                           "9600,n,8", "9600,n,8,1.5", "9600,n,8,0,x", "9600,n,/,1", "9600,n,:,1",
+                           "BAUD=9600", "baud=1 mode=2", "parity= e=?", "\xFF\xFE\x80\x81\x82"})
+    EXPECT_EQ(errorOf(mode), -5) << mode;
+}
+
 // Every flag set, or none, and every control character with a value of its own.
 static termios settingsOf(tcflag_t flags) {
-  termios settings{};
-  settings.c_iflag = settings.c_oflag = settings.c_lflag = settings.c_cflag = flags;
+  termios settings{flags, flags, flags, flags, 0, {}, 0, 0};
   for (cc_t i = 0; i < NCCS; ++i) settings.c_cc[i] = static_cast<cc_t>(i + 100);
   return settings;
 }
@@ -39,68 +81,59 @@ TEST(LineSettings, ARawLineChangesTheNamedFlagsAlone) {
 
 // Pins(dtr-disables-flow), Pins(input-check-kept)
 TEST(LineSettings, ALineIsAsItsDcbSaysOrUnchanged) {
-  const struct {
-    const char* label;
-    DWORD baudRate, flags;
-    BYTE byteSize, parity, stopBits;
+  struct Line {
     int32_t error;
-    tcflag_t control, input, before = 0;
-  } cases[] = {
-      {"a bad rate comes first", 0, DCB_PARITY, 9, 9, 9, -12, 0, 0},
-      {"9 data bits", 110, 0, 9, 0, 0, -11, 0, 0},
-      {"mark", 9600, DCB_PARITY, 8, MARKPARITY, 0, -11, 0, 0},
-      {"1.5 stop bits", 9600, 0, 8, 0, 1, -11, 0, 0},
-      {"no fParity, no look at the parity", 110, 0, 5, MARKPARITY, 0, 0, CS5, INPCK},
-      {"none, and a disabled DTR", 300, DCB_PARITY | DCB_OUT_CTS_FLOW | kRts, 6, 0, 2, 0, CS6 | CSTOPB, 0},
-      {"a disabled DTR switches off", 300, 0, 8, 0, 0, 0, CS8, INPCK, CRTSCTS},
-      {"odd, in", 57600, DCB_PARITY | DCB_IN_X, 7, ODDPARITY, 0, 0, CS7 | PARENB | PARODD, INPCK | IXOFF},
-      {"even, out", 38400, DCB_PARITY | DCB_OUT_X, 8, EVENPARITY, 0, 0, CS8 | PARENB, INPCK | IXON},
-      {"DTR enabled is enough", 230400, kDtr, 8, 0, 0, 0, CS8 | CRTSCTS, INPCK},
-      {"RTS enabled is enough", 600, 2 * kDtr | kRts, 8, 0, 0, 0, CS8 | CRTSCTS, INPCK},
-      {"CTS", 1200, 2 * kDtr | DCB_OUT_CTS_FLOW, 8, 0, 0, 0, CS8 | CRTSCTS, INPCK},
-      {"no other is", 2400, kNoSwitch, 8, 0, 0, 0, CS8, INPCK},
-      {"what nothing switches stays", 2400, kNoSwitch, 8, 0, 0, 0, CS8 | CRTSCTS, INPCK, CRTSCTS},
+    tcflag_t control, input;
+    bool operator==(const Line&) const = default;
   };
-  for (const auto& line : cases) {
-    SCOPED_TRACE(line.label);
-    DCB dcb{28,          line.baudRate, line.flags, 0,  0,  0,  line.byteSize,
-            line.parity, line.stopBits, {},         {}, {}, {}, {},
-            {}};
-    termios before = settingsOf(INPCK);
-    before.c_cflag |= line.before;
-    termios settings = before;
-    EXPECT_EQ(applyDcb(dcb, settings), line.error);
-    EXPECT_EQ(std::memcmp(&settings, &before, sizeof before) == 0, line.error != 0);
-    if (line.error != 0) continue;
-    EXPECT_EQ(settings.c_cflag & (CSIZE | CSTOPB | PARENB | PARODD | CRTSCTS), line.control);
-    EXPECT_EQ(settings.c_iflag & (INPCK | IXON | IXOFF), line.input);
-    DCB read{};
-    updateDcb(settings, read);
-    EXPECT_EQ(read.BaudRate + read.ByteSize, line.baudRate + line.byteSize);
-    EXPECT_EQ(read.StopBits, line.stopBits);
-  }
+  const auto line = [](DWORD rate, DWORD flags, BYTE bits, BYTE parity, BYTE stops, tcflag_t before = 0) {
+    DCB dcb{28, rate, flags, 0, 0, 0, bits, parity, stops, 0, 0, 0, 0, 0, 0};
+    termios settings = settingsOf(INPCK);
+    settings.c_cflag |= before;
+    const termios unchanged = settings;
+    const int32_t error = applyDcb(dcb, settings);
+    EXPECT_EQ(std::memcmp(&settings, &unchanged, sizeof settings) == 0, error != 0);
+    if (error != 0) return Line{error, 0, 0};
+    updateDcb(settings, dcb = {});
+    EXPECT_EQ(dcb.BaudRate + dcb.ByteSize + dcb.StopBits, rate + bits + stops);
+    const tcflag_t control = settings.c_cflag & (CBAUD | CSIZE | CSTOPB | PARENB | PARODD | CRTSCTS);
+    return Line{0, control, settings.c_iflag & (INPCK | IXON | IXOFF)};
+  };
+  EXPECT_EQ(line(0, DCB_PARITY, 9, 9, 9).error, IE_BAUDRATE) << "it comes first";
+  for (const BYTE bits : {BYTE{4}, BYTE{9}}) EXPECT_EQ(line(110, 0, bits, 0, 0).error, IE_BYTESIZE);
+  EXPECT_EQ(line(9600, DCB_PARITY, 8, MARKPARITY, 0).error, IE_BYTESIZE);
+  EXPECT_EQ(line(9600, 0, 8, 0, 1).error, IE_BYTESIZE) << "1.5 stop bits";
+  EXPECT_EQ(line(110, 0, 5, MARKPARITY, 0), (Line{0, CS5 | B110, INPCK})) << "no fParity, no look at it";
+  EXPECT_EQ(line(300, DCB_PARITY, 6, 0, 2), (Line{0, CS6 | CSTOPB | B300, 0}));
+  EXPECT_EQ(line(57600, DCB_PARITY | DCB_IN_X, 7, 1, 0),
+            (Line{0, CS7 | PARENB | PARODD | B57600, INPCK | IXOFF}));
+  EXPECT_EQ(line(38400, DCB_PARITY | DCB_OUT_X, 8, 2, 0), (Line{0, CS8 | PARENB | B38400, INPCK | IXON}));
+  const auto control = [&line](DWORD rate, DWORD flags, tcflag_t before) {
+    return line(rate, flags, 8, 0, 0, before).control - CS8;
+  };
+  EXPECT_EQ(control(115200, DCB_OUT_CTS_FLOW | kRts, CRTSCTS), tcflag_t{B115200})
+      << "a disabled DTR switches off";
+  EXPECT_EQ(control(230400, kDtr, 0), B230400 | CRTSCTS);
+  EXPECT_EQ(control(600, 2 * kDtr | kRts, 0), B600 | CRTSCTS);
+  EXPECT_EQ(control(1200, 2 * kDtr | DCB_OUT_CTS_FLOW, 0), B1200 | CRTSCTS);
+  EXPECT_EQ(control(2400, kNoSwitch, 0), tcflag_t{B2400}) << "no other switches on";
+  EXPECT_EQ(control(19200, kNoSwitch, CRTSCTS), B19200 | CRTSCTS) << "what nothing switches stays";
 }
 
-// Pins(flow-bits-cross), Pins(parity-flag-kept)
+// Pins(flow-bits-cross), Pins(parity-flag-kept): fParity goes only with parity as the one control flag.
 TEST(LineSettings, ADcbTakesWhatTheLineTells) {
-  const struct {
-    const char* label;
-    DWORD before;
-    tcflag_t control, input;
-    DWORD after;
-  } cases[] = {
-      {"IXON is fInX", DCB_OUT_X, CREAD, IXON, DCB_BINARY | DCB_IN_X},
-      {"IXOFF is fOutX", DCB_IN_X, CREAD, IXOFF, DCB_BINARY | DCB_OUT_X},
-      {"fParity stays without parity", DCB_PARITY, CREAD, 0, DCB_BINARY | DCB_PARITY},
-      {"fParity goes with parity alone", DCB_PARITY, PARENB | PARODD, 0, DCB_BINARY},
-      {"hardware", 0x3830, CRTSCTS, 0, 0x101D},
-      {"no hardware keeps CTS and DSR", 0xFFFFFFFF, CREAD, 0, 0xFFFFC4CF},
-  };
-  for (const auto& [label, before, control, input, after] : cases) {
+  const auto flags = [](DWORD before, tcflag_t control, tcflag_t input = 0) {
     const termios settings{input, 0, control, 0, 0, {0, 0, 0, 0, 26}, 0, 0};
     DCB dcb{1, 14400, before, 2, 3, 4, 9, EVENPARITY, 9, 'n', 'f', 'r', 'e', 'v', 5};
     updateDcb(settings, dcb);
-    const DCB expected{1, 14400, after, 2, 10, 10, 5, EVENPARITY, 0, 'n', 'f', 'r', 26, 'v', 5};
-    EXPECT_EQ(std::memcmp(&dcb, &expected, sizeof dcb), 0) << label << dcb.flags;
-  }
+    const DCB expected{1, 14400, dcb.flags, 2, 10, 10, 5, EVENPARITY, 0, 'n', 'f', 'r', 26, 'v', 5};
+    EXPECT_EQ(std::memcmp(&dcb, &expected, sizeof dcb), 0);
+    return dcb.flags;
+  };
+  EXPECT_EQ(flags(DCB_OUT_X, CREAD, IXON), DCB_BINARY | DCB_IN_X);
+  EXPECT_EQ(flags(DCB_IN_X, CREAD, IXOFF), DCB_BINARY | DCB_OUT_X);
+  EXPECT_EQ(flags(DCB_PARITY, CREAD), DCB_BINARY | DCB_PARITY);
+  EXPECT_EQ(flags(DCB_PARITY, PARENB | PARODD), DCB_BINARY);
+  EXPECT_EQ(flags(0x3830, CRTSCTS), 0x101DU);
+  EXPECT_EQ(flags(0xFFFFFFFF, CREAD), 0xFFFFC4CF) << "CTS and DSR stay";
 }

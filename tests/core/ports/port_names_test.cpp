@@ -6,33 +6,28 @@
 #include "nimboxi/ports.h"
 #include "tests/support/locked_layer.h"
 
-using namespace nimboxi;
-
 // Pins(one-digit-port)
 TEST(Ports, ANameGivesDeviceAndLineType) {
   LockedLayer layer;
   layer.setPorts("COM3=/dev/a,some Modem on rs232\nCOM3:=/dev/b\nCOM8X=/dev/d,RS423\n");
-  const struct {
-    const char* label;
-    std::string name;
-    int32_t size;
-    DWORD deviceType;
-    const char* device;
-  } cases[] = {
-      {"default", "COM9:", 32, DEVICE_RS232, "/dev/ttyS8"},
-      {"one digit counts", "COM12", 32, DEVICE_RS232, "/dev/ttyS0"},
-      {"EPT: anywhere", "COMEPT:", 32, DEVICE_RS232, "/dev/ttyS0"},
-      {"COM0 is a file", "COM0", 32, DEVICE_FILE, "untouched"},
-      {"the first word of the list decides", "COM3", 32, DEVICE_MODEM, "/dev/a"},
-      {"entry without line type", "COM3:", 32, DEVICE_FILE, "/dev/b"},
-      {"the key is in upper case", "COM8x", 32, DEVICE_RS423, "/dev/d"},
-      {"an entry that loses its line type", "COM3", 5, DEVICE_FILE, "/dev"},
-      {"a negative size", "COM1", -4, DEVICE_FILE, "untouched"},
-      {"longer than any path", "COM1" + std::string(100'000, 'a'), 32, DEVICE_RS232, "/dev/ttyS0"},
+  char path[32];
+  const auto device = [&path](const std::string& name, int32_t size = 32) {
+    const DWORD type = MapDeviceName(name.c_str(), strcpy(path, "untouched"), size);
+    return std::to_string(type) + " " + path;
   };
-  for (const auto& [label, name, size, deviceType, device] : cases) {
-    char path[32] = "untouched";
-    EXPECT_EQ(MapDeviceName(name.c_str(), path, size), deviceType) << label;
-    EXPECT_STREQ(path, device) << label;
-  }
+  using Texts = std::vector<std::string>;
+  EXPECT_EQ((Texts{device("COM9:"), device("COM12"), device("COMEPT:"), device("EPT2"), device("COM1", 1),
+                   device("COM1" + std::string(100'000, 'a'))}),
+            (Texts{"1 /dev/ttyS8", "1 /dev/ttyS0", "1 /dev/ttyS0", "2 /dev/lp1", "1 ", "1 /dev/ttyS0"}));
+  EXPECT_EQ((Texts{device("COM0"), device("LPT:"), device("com1"), device("COM1", 0)}),
+            Texts(4, "0 untouched"));
+  EXPECT_EQ(device("COM3"), "6 /dev/a") << "the first word of the list decides";
+  EXPECT_EQ(device("COM3:"), "0 /dev/b") << "without line type";
+  EXPECT_EQ(device("COM8x"), "4 /dev/d") << "the key is in upper case";
+  EXPECT_EQ(device("COM3", 5), "0 /dev") << "cut, with its line type";
+  EXPECT_EQ(MapDeviceName("COM1", nullptr, 32) + MapDeviceName(nullptr, path, 32), 0U);
+  const char* entries[] = {"x,none", "x,RS232", "x,parallelport", "x,rs422", "x,rs423", "x,rs449", "x,modem"};
+  for (DWORD type = DEVICE_FILE; type <= DEVICE_MODEM; ++type)
+    EXPECT_TRUE(ParseLineType(strcpy(path, entries[type])) == type && path == std::string("x")) << type;
+  EXPECT_EQ(ParseLineType(nullptr) + ParseLineType(strcpy(path, "modem")), 0U);
 }

@@ -1,9 +1,5 @@
 // The calls on a port's line, on terminals that are real to the system. A pseudo-terminal always has eight
 // data bits and no parity; it keeps all else.
-#include <unistd.h>
-
-#include <algorithm>
-
 #include "nimboxi/ports.h"
 #include "tests/core/core_test.h"
 #include "tests/support/eventually.h"
@@ -26,9 +22,10 @@ class PortState : public CoreTest {
   void openPort(const char* name) { port_ = open(name, 0); }
   static DCB lineOf(const char* mode) {
     DCB dcb{};
-    EXPECT_TRUE(BuildCommDCB(mode, &dcb));
+    EXPECT_TRUE(done(BuildCommDCB(mode, &dcb)));
     return dcb;
   }
+  int keptAt(std::size_t character) const { return terminal_.settings().c_cc[character]; }
 
   PseudoTerminal terminal_{7};
   termios cooked_ = terminal_.settings();
@@ -40,11 +37,13 @@ TEST_F(PortState, ALineIsSetAndReadBack) {
   DCB dcb = lineOf("COM5:4800,o,8,2,p");
   dcb.flags |= DCB_OUT_X | DCB_NULL;
   dcb.XonChar = 17;
-  ASSERT_TRUE(SetCommState(port_, &dcb));
-  const termios line = terminal_.settings();
-  EXPECT_EQ(line.c_cflag, B4800 | CLOCAL | CREAD | CS8 | CSTOPB | PARODD | CRTSCTS);
-  EXPECT_TRUE(GetCommState(port_, &dcb));
+  ASSERT_TRUE(done(SetCommState(port_, &dcb)));
+  EXPECT_EQ(terminal_.settings().c_cflag, B4800 | CLOCAL | CREAD | CS8 | CSTOPB | PARODD | CRTSCTS);
+  EXPECT_TRUE(done(GetCommState(port_, &dcb)));
   EXPECT_EQ(dcb.flags, 0x121FU) << "fInX where fOutX was set, and the caller's fParity";
+  PortTimeouts timeouts{{}, 0x703};
+  EXPECT_TRUE(done(SetPortTimeouts(port_, &timeouts)) && keptAt(VTIME) == 3) << "the low byte";
+  EXPECT_TRUE(done(GetPortTimeouts(port_, &timeouts)) && timeouts.readInterCharacter == 3);
 }
 
 TEST_F(PortState, EveryByteGoesBothWaysAndTheTimeoutStays) {
@@ -60,44 +59,40 @@ TEST_F(PortState, EveryByteGoesBothWaysAndTheTimeoutStays) {
   ASSERT_EQ(::write(terminal_.farEnd(), sent.data(), 256), 256);
   EXPECT_TRUE(eventually([&] {
     received += read(port_, 256);
-    EXPECT_EQ(terminal_.settings().c_cc[VTIME], 7);
+    EXPECT_EQ(keptAt(VTIME), 7);
     return received.size() >= 512;
   }));
   EXPECT_EQ(received, sent + sent);
 }
 
+// Pins(port-read-failure): it shows in its count alone.
 TEST_F(PortState, AFailureLeavesTheTerminalAsItWas) {
-  DCB dcb = lineOf("14400,n,8,1");
-  EXPECT_EQ(failure(SetCommState(port_, &dcb)), ERROR_GEN_FAILURE) << "there is no port yet";
   openPort("COM5");
-  EXPECT_EQ(failure(SetCommState(port_, &dcb)), IE_BAUDRATE);
-  EXPECT_EQ(failure(SetCommState(port_, nullptr)), ERROR_GEN_FAILURE);
-  EXPECT_EQ(failure(GetCommState(port_, nullptr)), ERROR_GEN_FAILURE);
-  EXPECT_FALSE(BuildCommDCB("COM1:", nullptr));
+  DCB dcb = lineOf("14400,n,8,1");
+  EXPECT_EQ((Errors{errorOf(SetCommState(port_, &dcb)), errorOf(SetCommState(port_, nullptr)),
+                    errorOf(GetCommState(port_, nullptr)), errorOf(SetPortTimeouts(port_, nullptr)),
+                    errorOf(GetPortTimeouts(port_, nullptr)), errorOf(BuildCommDCB("COM1:", nullptr)),
+                    errorOf(BuildCommDCB("mode?", nullptr))}),
+            (Errors{IE_BAUDRATE, 31, 31, 31, 31, 31, IE_BADMODE}));
   EXPECT_EQ(terminal_.settings().c_lflag, cooked_.c_lflag);
   dcb = lineOf("9600,n,8,1");
   terminal_.hangUp();
   EXPECT_FALSE(SetCommState(port_, &dcb) || GetCommState(port_, &dcb));
-  EXPECT_EQ(failure(write(port_, "lost")), ERROR_WRITE_FAULT);
-}
-
-// Pins(port-read-failure)
-TEST_F(PortState, AFailedReadShowsInItsCountAlone) {
-  openPort("COM6");  // its first byte cannot be read
-  char byte;
   DWORD count = 9;
-  SetLastError(kMark);
-  EXPECT_TRUE(ReadFile(port_, &byte, 1, &count));
+  EXPECT_EQ(errorOf(WriteFile(port_, "lost", 4, &count)), ERROR_WRITE_FAULT);
+  EXPECT_EQ(count, 0U);
+  EXPECT_TRUE(CloseHandle(port_));
+  openPort("COM6");  // its first byte cannot be read
+  EXPECT_TRUE(done(ReadFile(port_, &dcb, 1, &count)));
   EXPECT_EQ(count, 0xFFFFFFFF);
-  EXPECT_EQ(GetLastError(), 0);
 }
 
 TEST_F(PortState, AParallelPortHasNoLine) {
   openPort("LPT1");
   DCB dcb = lineOf("9600,n,8,1"), read{};
   PortTimeouts timeouts{{}, 3};
-  EXPECT_TRUE(SetCommState(port_, &dcb) && SetPortTimeouts(port_, &timeouts));
-  EXPECT_TRUE(GetCommState(port_, &read) && GetPortTimeouts(port_, &timeouts));
+  EXPECT_TRUE(done(SetCommState(port_, &dcb)) && done(SetPortTimeouts(port_, &timeouts)));
+  EXPECT_TRUE(done(GetCommState(port_, &read)) && done(GetPortTimeouts(port_, &timeouts)));
   EXPECT_EQ(read.ByteSize + timeouts.readInterCharacter, 3U);
-  EXPECT_EQ(terminal_.settings().c_cc[VTIME] + (terminal_.settings().c_lflag & ICANON), 7U + ICANON);
+  EXPECT_TRUE(keptAt(VTIME) == 7 && (terminal_.settings().c_lflag & ICANON) != 0);
 }
