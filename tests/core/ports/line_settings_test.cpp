@@ -10,6 +10,7 @@
 
 using namespace nimboxi;
 using Texts = std::vector<std::string>;
+using Flags = std::vector<tcflag_t>;
 
 constexpr DWORD kDtr = DCB_DTR_CONTROL_ENABLE, kRts = DCB_RTS_CONTROL_ENABLE;
 constexpr DWORD kNoSwitch = DCB_DTR_CONTROL | DCB_OUT_DSR_FLOW | DCB_RTS_CONTROL;
@@ -23,7 +24,7 @@ TEST(CommMode, GivesALine) {
     rest = {28, dcb.BaudRate, dcb.flags, 0, 0, 0, dcb.ByteSize, dcb.Parity, dcb.StopBits, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(std::memcmp(&dcb, &rest, sizeof dcb), 0) << mode;
     char text[64];
-    std::snprintf(text, sizeof text, "%u %x %d %d %d", dcb.BaudRate, dcb.flags, dcb.ByteSize, dcb.Parity,
+    std::snprintf(text, 64, "%u %x %d %d %d", dcb.BaudRate, dcb.flags, dcb.ByteSize, dcb.Parity,
                   dcb.StopBits);
     return std::string(text);
   };
@@ -100,24 +101,22 @@ TEST(LineSettings, ALineIsAsItsDcbSaysOrUnchanged) {
     return Line{0, control, settings.c_iflag & (INPCK | IXON | IXOFF)};
   };
   EXPECT_EQ(line(0, DCB_PARITY, 9, 9, 9).error, IE_BAUDRATE) << "it comes first";
-  for (const BYTE bits : {BYTE{4}, BYTE{9}}) EXPECT_EQ(line(110, 0, bits, 0, 0).error, IE_BYTESIZE);
-  EXPECT_EQ(line(9600, DCB_PARITY, 8, MARKPARITY, 0).error, IE_BYTESIZE);
-  EXPECT_EQ(line(9600, 0, 8, 0, 1).error, IE_BYTESIZE) << "1.5 stop bits";
+  for (const Line& bad :
+       {line(110, 0, 4, 0, 0), line(110, 0, 9, 0, 0), line(110, DCB_PARITY, 8, 3, 0), line(110, 0, 8, 0, 1)})
+    EXPECT_EQ(bad.error, IE_BYTESIZE);
   EXPECT_EQ(line(110, 0, 5, MARKPARITY, 0), (Line{0, CS5 | B110, INPCK})) << "no fParity, no look at it";
   EXPECT_EQ(line(300, DCB_PARITY, 6, 0, 2), (Line{0, CS6 | CSTOPB | B300, 0}));
   EXPECT_EQ(line(57600, DCB_PARITY | DCB_IN_X, 7, 1, 0),
             (Line{0, CS7 | PARENB | PARODD | B57600, INPCK | IXOFF}));
   EXPECT_EQ(line(38400, DCB_PARITY | DCB_OUT_X, 8, 2, 0), (Line{0, CS8 | PARENB | B38400, INPCK | IXON}));
-  const auto control = [&line](DWORD rate, DWORD flags, tcflag_t before) {
+  const auto flow = [&line](DWORD rate, DWORD flags, tcflag_t before = 0) {
     return line(rate, flags, 8, 0, 0, before).control - CS8;
   };
-  EXPECT_EQ(control(115200, DCB_OUT_CTS_FLOW | kRts, CRTSCTS), tcflag_t{B115200})
-      << "a disabled DTR switches off";
-  EXPECT_EQ(control(230400, kDtr, 0), B230400 | CRTSCTS);
-  EXPECT_EQ(control(600, 2 * kDtr | kRts, 0), B600 | CRTSCTS);
-  EXPECT_EQ(control(1200, 2 * kDtr | DCB_OUT_CTS_FLOW, 0), B1200 | CRTSCTS);
-  EXPECT_EQ(control(2400, kNoSwitch, 0), tcflag_t{B2400}) << "no other switches on";
-  EXPECT_EQ(control(19200, kNoSwitch, CRTSCTS), B19200 | CRTSCTS) << "what nothing switches stays";
+  EXPECT_EQ((Flags{flow(115200, DCB_OUT_CTS_FLOW | kRts, CRTSCTS), flow(2400, kNoSwitch)}),
+            (Flags{B115200, B2400}));
+  EXPECT_EQ((Flags{flow(230400, kDtr), flow(600, 2 * kDtr | kRts), flow(1200, 2 * kDtr | DCB_OUT_CTS_FLOW),
+                   flow(19200, kNoSwitch, CRTSCTS)}),
+            (Flags{B230400 | CRTSCTS, B600 | CRTSCTS, B1200 | CRTSCTS, B19200 | CRTSCTS}));
 }
 
 // Pins(flow-bits-cross), Pins(parity-flag-kept): fParity goes only with parity as the one control flag.
@@ -130,10 +129,8 @@ TEST(LineSettings, ADcbTakesWhatTheLineTells) {
     EXPECT_EQ(std::memcmp(&dcb, &expected, sizeof dcb), 0);
     return dcb.flags;
   };
-  EXPECT_EQ(flags(DCB_OUT_X, CREAD, IXON), DCB_BINARY | DCB_IN_X);
-  EXPECT_EQ(flags(DCB_IN_X, CREAD, IXOFF), DCB_BINARY | DCB_OUT_X);
-  EXPECT_EQ(flags(DCB_PARITY, CREAD), DCB_BINARY | DCB_PARITY);
-  EXPECT_EQ(flags(DCB_PARITY, PARENB | PARODD), DCB_BINARY);
-  EXPECT_EQ(flags(0x3830, CRTSCTS), 0x101DU);
-  EXPECT_EQ(flags(0xFFFFFFFF, CREAD), 0xFFFFC4CF) << "CTS and DSR stay";
+  EXPECT_EQ((Flags{flags(DCB_OUT_X, CREAD, IXON), flags(DCB_IN_X, CREAD, IXOFF), flags(DCB_PARITY, CREAD),
+                   flags(DCB_PARITY, PARENB | PARODD), flags(0x3830, CRTSCTS), flags(0xFFFFFFFF, CREAD)}),
+            (Flags{DCB_BINARY | DCB_IN_X, DCB_BINARY | DCB_OUT_X, DCB_BINARY | DCB_PARITY, DCB_BINARY, 0x101D,
+                   0xFFFFC4CF}));
 }

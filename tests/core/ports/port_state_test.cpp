@@ -1,6 +1,9 @@
 // The calls on a port's line, on terminals that are real to the system. A pseudo-terminal always has eight
 // data bits and no parity; it keeps all else.
 #include "nimboxi/ports.h"
+
+#include <numeric>
+
 #include "tests/core/core_test.h"
 #include "tests/support/eventually.h"
 #include "tests/support/pseudo_terminal.h"
@@ -50,8 +53,8 @@ TEST_F(PortState, EveryByteGoesBothWaysAndTheTimeoutStays) {
   openPort("COM5");
   const DCB dcb = lineOf("115200,n,8,1");
   ASSERT_TRUE(SetCommState(port_, &dcb));
-  std::string sent, received;
-  while (sent.size() < 256) sent.push_back(static_cast<char>(sent.size()));
+  std::string sent(256, '\0'), received;
+  std::iota(sent.begin(), sent.end(), '\0');
   EXPECT_EQ(read(port_, 256), "") << "it waits for no byte";
   EXPECT_TRUE(write(port_, sent));
   char byte;

@@ -1,0 +1,162 @@
+// Lock objects and the call guard; semaphores, threads and waits through their handles.
+#include "nimboxi/synch.h"
+
+#include <csignal>
+#include <thread>
+#include <utility>
+
+#include "compat/core/handles.h"
+#include "nimboxi/text.h"
+#include "tests/core/core_test.h"
+#include "tests/support/eventually.h"
+
+using namespace nimboxi;
+
+static std::string reports;
+
+class Guard : public CoreTest {
+ protected:
+  Guard() {
+    SetDiagnosticHook([](const char* text, int32_t e) { reports += text + std::to_string(e) + " "; });
+  }
+  ~Guard() override { SetDiagnosticHook(nullptr); }
+};
+
+TEST_F(Guard, MisuseOfALockIsReported) {
+  LayerLock none = nullptr, lock = nullptr;
+  for (LayerLock* missing : {&none, static_cast<LayerLock*>(nullptr)}) {
+    Lock(missing);
+    Unlock(missing);
+    EXPECT_FALSE(TryLock(missing));
+    DestroyLock(missing);
+  }
+  CreateLock(nullptr);
+  CreateLock(&lock);
+  Lock(&lock);
+  EXPECT_TRUE(TryLock(&lock)) << "it is recursive";
+  Unlock(&lock);
+  std::thread([&lock] {
+    EXPECT_FALSE(TryLock(&lock));
+#if defined(__SANITIZE_THREAD__)  // which takes it for a fault of the program
+    reports += "leave1 ";
+#else
+    Unlock(&lock);
+#endif
+  }).join();
+  Unlock(&lock);
+  DestroyLock(&lock);
+  EXPECT_EQ(lock, nullptr);
+  EXPECT_EQ(std::exchange(reports, ""),
+            "badenter0 badleave0 badtryenter0 badenter0 badleave0 badtryenter0 leave1 ");
+}
+
+// Pins(leave-wraps)
+TEST_F(Guard, CallsNestAndComeBackToZero) {
+  CallGuard outer;
+  createLayerLock();  // it stands already
+  EnterLayer();
+  lstrlen("a call of the layer's own");
+  EXPECT_EQ(guardDepth(), 2U);
+  LeaveLayer();
+  std::thread([] {
+    LeaveLayer();
+    EXPECT_EQ(guardDepth(), 0xFFFFFFFF);
+    LeaveLayer();
+    CallGuard unlocked;  // the other thread holds the lock meanwhile
+  }).join();
+  outer.leave();
+  EXPECT_EQ(guardDepth(), 0U);
+  EXPECT_EQ(reports, "");
+}
+
+class Synch : public CoreTest {
+ protected:
+  ~Synch() override { EXPECT_TRUE(done(CloseHandle(semaphore_))); }
+
+  static HANDLE start(THREAD_START_ROUTINE routine, void* parameter, uintptr_t* id = nullptr) {
+    return CreateThread(nullptr, 0, routine, parameter, CREATE_JOINABLE_THREAD, id);
+  }
+  static HandleRecord* recordOf(HANDLE handle) { return static_cast<HandleRecord*>(handle); }
+  static bool waitFor(HANDLE handle) { return WaitForSingleObject(handle, INFINITE) == WAIT_OBJECT_0; }
+
+  HANDLE semaphore_ = CreateSemaphore(nullptr, 1, 1, nullptr);
+};
+
+// Pins(release-one)
+TEST_F(Synch, AReleaseAddsOnePlaceAndWhatFailsTakesNone) {
+  static HANDLE self = INVALID_HANDLE_VALUE;
+  const auto routine = [](void* semaphore) -> void* {
+    EXPECT_TRUE(done(waitFor(semaphore)));
+    EXPECT_FALSE(waitFor(self)) << "not for itself";
+    return nullptr;
+  };
+  EXPECT_TRUE(waitFor(semaphore_));
+  self = start(routine, semaphore_);
+  EXPECT_TRUE(done(ReleaseSemaphore(semaphore_, 1, nullptr)) && done(waitFor(self)));
+  const auto finish = [](void* parameter) { return parameter; };
+  HANDLE detached = CreateThread(nullptr, 0, finish, nullptr, 0, nullptr);
+  EXPECT_TRUE(done(detached != nullptr));
+  int freePlaces = 9;
+  for (int32_t count : {1, 5, -1}) EXPECT_TRUE(ReleaseSemaphore(semaphore_, count, nullptr));
+  const auto made = [](HANDLE handle) { return errorOf(handle != nullptr); };
+  EXPECT_EQ((Errors{made(CreateSemaphore(nullptr, 1, 1, "pool")), made(CreateSemaphore(&self, 1, 1, nullptr)),
+                    made(CreateSemaphore(nullptr, -1, 1, nullptr)), made(start(nullptr, nullptr)),
+                    made(CreateThread(&self, 0, routine, nullptr, 0, nullptr)),
+                    made(CreateThread(nullptr, 1, routine, nullptr, 0, nullptr)), errorOf(waitFor(self)),
+                    errorOf(waitFor(detached)), errorOf(ReleaseSemaphore(self, 1, nullptr)),
+                    errorOf(WaitForSingleObject(semaphore_, 1000) != WAIT_FAILED)}),
+            Errors(10, ERROR_GEN_FAILURE));
+  EXPECT_EQ(guardDepth(), 0U);
+  sem_getvalue(&recordOf(semaphore_)->object.semaphore, &freePlaces);
+  EXPECT_EQ(freePlaces, 3) << "one place a release, whatever it says; a wait that failed takes nothing";
+  EXPECT_TRUE(CloseHandle(detached) && CloseHandle(self));
+}
+
+// A handle may be closed before its thread is waited for, and while it is: the thread stays as it is.
+TEST_F(Synch, AThreadOutlivesItsHandle) {
+  const auto routine = [](void* semaphore) { return waitFor(semaphore) ? semaphore : nullptr; };
+  EXPECT_TRUE(waitFor(semaphore_));
+  uintptr_t left = 0;
+  EXPECT_TRUE(CloseHandle(start(routine, semaphore_, &left)));
+  HANDLE waited = start(routine, semaphore_);
+  std::thread waiter([waited] { EXPECT_TRUE(waitFor(waited)); });
+  EXPECT_TRUE(eventually([waited] {
+    const CallGuard guard;
+    return !recordOf(waited)->joinable;  // the waiter is on its way
+  }));
+  EXPECT_TRUE(CloseHandle(waited));
+  for (int i = 0; i < 2; ++i) EXPECT_TRUE(ReleaseSemaphore(semaphore_, 1, nullptr));
+  waiter.join();
+  void* result = nullptr;
+  EXPECT_EQ(pthread_join(left, &result), 0) << "it can be joined as before";
+  EXPECT_EQ(result, semaphore_);
+}
+
+// Threads that pass one place around: whoever waits inside the guard stops them all. Signals break no wait.
+TEST_F(Synch, OneThreadIsInsideTheLayerAndAWaitLetsOthersIn) {
+  static int count = 0;  // behind the guard
+  const auto routine = [](void* semaphore) -> void* {
+    for (int i = 0; i < 500; ++i) {
+      EXPECT_TRUE(waitFor(semaphore));
+      ReleaseSemaphore(semaphore, 1, nullptr);
+      const CallGuard guard;
+      const int seen = count;
+      if (i % 16 == 0) YieldThread();
+      count = seen + 1;
+    }
+    return nullptr;
+  };
+  struct sigaction action {};  // without SA_RESTART
+  action.sa_handler = [](int) {};
+  sigaction(SIGUSR1, &action, nullptr);
+  EXPECT_TRUE(waitFor(semaphore_));
+  HANDLE threads[4];
+  for (HANDLE& thread : threads) thread = start(routine, semaphore_);
+  for (int i = 0; i < 1000; ++i) {
+    pthread_kill(recordOf(threads[i % 4])->object.thread, SIGUSR1);
+    YieldThread();
+  }
+  ReleaseSemaphore(semaphore_, 1, nullptr);
+  for (HANDLE thread : threads) EXPECT_TRUE(waitFor(thread) && CloseHandle(thread));
+  EXPECT_EQ(count, 2000);
+}
