@@ -42,6 +42,9 @@ class CoreTest : public testing::Test {
     return succeeded == (error == ERROR_SUCCESS) ? error : -1;
   }
   static bool done(bool succeeded) { return errorOf(succeeded) == 0; }
+  static void expectAll(int32_t error, const Errors& errors) {
+    EXPECT_EQ(errors, Errors(errors.size(), error));
+  }
 
   // What a call returns and leaves in a buffer of `size` bytes: "5 text"; "6 #" when it leaves it alone.
   static std::string fill(DWORD size, DWORD (*call)(DWORD, char*)) {

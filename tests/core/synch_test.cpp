@@ -93,19 +93,19 @@ TEST_F(Synch, AReleaseAddsOnePlaceAndWhatFailsTakesNone) {
   EXPECT_TRUE(waitFor(semaphore_));
   self = start(routine, semaphore_);
   EXPECT_TRUE(done(ReleaseSemaphore(semaphore_, 1, nullptr)) && done(waitFor(self)));
-  const auto finish = [](void* parameter) { return parameter; };
-  HANDLE detached = CreateThread(nullptr, 0, finish, nullptr, 0, nullptr);
+  HANDLE detached = CreateThread(
+      nullptr, 0, +[](void* p) { return p; }, nullptr, 0, nullptr);
   EXPECT_TRUE(done(detached != nullptr));
   int freePlaces = 9;
   for (int32_t count : {1, 5, -1}) EXPECT_TRUE(ReleaseSemaphore(semaphore_, count, nullptr));
   const auto made = [](HANDLE handle) { return errorOf(handle != nullptr); };
-  EXPECT_EQ((Errors{made(CreateSemaphore(nullptr, 1, 1, "pool")), made(CreateSemaphore(&self, 1, 1, nullptr)),
-                    made(CreateSemaphore(nullptr, -1, 1, nullptr)), made(start(nullptr, nullptr)),
-                    made(CreateThread(&self, 0, routine, nullptr, 0, nullptr)),
-                    made(CreateThread(nullptr, 1, routine, nullptr, 0, nullptr)), errorOf(waitFor(self)),
-                    errorOf(waitFor(detached)), errorOf(ReleaseSemaphore(self, 1, nullptr)),
-                    errorOf(WaitForSingleObject(semaphore_, 1000) != WAIT_FAILED)}),
-            Errors(10, ERROR_GEN_FAILURE));
+  expectAll(ERROR_GEN_FAILURE,
+            {made(CreateSemaphore(nullptr, 1, 1, "pool")), made(CreateSemaphore(&self, 1, 1, nullptr)),
+             made(CreateSemaphore(nullptr, -1, 1, nullptr)), made(start(nullptr, nullptr)),
+             made(CreateThread(&self, 0, routine, nullptr, 0, nullptr)),
+             made(CreateThread(nullptr, 1, routine, nullptr, 0, nullptr)), errorOf(waitFor(self)),
+             errorOf(waitFor(detached)), errorOf(ReleaseSemaphore(self, 1, nullptr)),
+             errorOf(WaitForSingleObject(semaphore_, 1000) != WAIT_FAILED)});
   EXPECT_EQ(guardDepth(), 0U);
   sem_getvalue(&recordOf(semaphore_)->object.semaphore, &freePlaces);
   EXPECT_EQ(freePlaces, 3) << "one place a release, whatever it says; a wait that failed takes nothing";

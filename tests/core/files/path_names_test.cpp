@@ -9,24 +9,21 @@ using PathNames = CoreTest;
 // A drive reaches to its colon even into the name; an extension may begin before the name.
 // Pins(extension-with-name)
 TEST_F(PathNames, APathIsSplit) {
-  const std::string longName(5000, 'y'), kept(4095, 'y');
-  const Texts cases[] = {{"a.b/c", "", "a.b/", "c", ""},
-                         {"/a/.profile", "", "/a/", "", ".profile"},
-                         {"a.b:c", "a.b:", "", "", ".b:c"},
-                         {"c:/a//b.tar.gz", "c:", "/a//", "b.tar", ".gz"},
-                         {"a/b:c.d", "a/b:", "", "b:c", ".d"},
-                         {"", "", "", "", ""},
-                         {longName + ":" + longName + "/", kept, kept, "", ""},
-                         {longName + "." + longName, "", "", kept, "." + kept.substr(1)}};
-  for (const Texts& c : cases) {
+  const auto split = [](const std::string& path) {
     char parts[4][MAX_PATH_BYTES];
     std::memset(parts, '#', sizeof parts);
-    SplitPath(c[0].empty() ? nullptr : c[0].c_str(), parts[0], parts[1], parts[2], parts[3]);
-    EXPECT_EQ((Texts{c[0], parts[0], parts[1], parts[2], parts[3]}), c);
-    SplitPath(c[0].c_str(), nullptr, nullptr, nullptr, parts[3]);
+    SplitPath(path.c_str(), nullptr, nullptr, nullptr, parts[3]);
     EXPECT_STREQ(parts[3], "") << "it comes with the name alone";
-    SplitPath(c[0].c_str(), nullptr, nullptr, nullptr, nullptr);
-  }
+    SplitPath(path.c_str(), nullptr, nullptr, nullptr, nullptr);
+    SplitPath(path.empty() ? nullptr : path.c_str(), parts[0], parts[1], parts[2], parts[3]);
+    return parts[0] + std::string("|") + parts[1] + "|" + parts[2] + "|" + parts[3];
+  };
+  EXPECT_EQ((Texts{split("a.b/c"), split("/a/.profile"), split("a.b:c"), split("c:/a//b.tar.gz"),
+                   split("a/b:c.d"), split("")}),
+            (Texts{"|a.b/|c|", "|/a/||.profile", "a.b:|||.b:c", "c:|/a//|b.tar|.gz", "a/b:||b:c|.d", "|||"}));
+  const std::string longName(5000, 'y'), kept(4095, 'y');
+  EXPECT_EQ(split(longName + ":" + longName + "/"), kept + "|" + kept + "||");
+  EXPECT_EQ(split(longName + "." + longName), "||" + kept + "|." + kept.substr(1));
   EXPECT_EQ(GetLastError(), kMark);
 }
 

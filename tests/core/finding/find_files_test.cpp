@@ -91,6 +91,5 @@ TEST_F(FindFiles, OddNamesAndAFolderThatChangesGiveAnAnswer) {
   const auto first = [](const char* name, FindData* data) {
     return errorOf(FindFirstFile(name, data) != INVALID_HANDLE_VALUE);
   };
-  EXPECT_EQ((Errors{first("*", nullptr), first(nullptr, &data_), first("loop/*", &data_)}),
-            (Errors{2, 2, 2}));
+  expectAll(ERROR_FILE_NOT_FOUND, {first("*", nullptr), first(nullptr, &data_), first("loop/*", &data_)});
 }

@@ -82,11 +82,6 @@ TEST(LineSettings, ARawLineChangesTheNamedFlagsAlone) {
 
 // Pins(dtr-disables-flow), Pins(input-check-kept)
 TEST(LineSettings, ALineIsAsItsDcbSaysOrUnchanged) {
-  struct Line {
-    int32_t error;
-    tcflag_t control, input;
-    bool operator==(const Line&) const = default;
-  };
   const auto line = [](DWORD rate, DWORD flags, BYTE bits, BYTE parity, BYTE stops, tcflag_t before = 0) {
     DCB dcb{28, rate, flags, 0, 0, 0, bits, parity, stops, 0, 0, 0, 0, 0, 0};
     termios settings = settingsOf(INPCK);
@@ -94,23 +89,23 @@ TEST(LineSettings, ALineIsAsItsDcbSaysOrUnchanged) {
     const termios unchanged = settings;
     const int32_t error = applyDcb(dcb, settings);
     EXPECT_EQ(std::memcmp(&settings, &unchanged, sizeof settings) == 0, error != 0);
-    if (error != 0) return Line{error, 0, 0};
+    if (error != 0) return Flags{static_cast<tcflag_t>(error)};
     updateDcb(settings, dcb = {});
     EXPECT_EQ(dcb.BaudRate + dcb.ByteSize + dcb.StopBits, rate + bits + stops);
     const tcflag_t control = settings.c_cflag & (CBAUD | CSIZE | CSTOPB | PARENB | PARODD | CRTSCTS);
-    return Line{0, control, settings.c_iflag & (INPCK | IXON | IXOFF)};
+    return Flags{control, settings.c_iflag & (INPCK | IXON | IXOFF)};
   };
-  EXPECT_EQ(line(0, DCB_PARITY, 9, 9, 9).error, IE_BAUDRATE) << "it comes first";
-  for (const Line& bad :
+  EXPECT_EQ(line(0, DCB_PARITY, 9, 9, 9), Flags(1, static_cast<tcflag_t>(IE_BAUDRATE))) << "it comes first";
+  for (const Flags& bad :
        {line(110, 0, 4, 0, 0), line(110, 0, 9, 0, 0), line(110, DCB_PARITY, 8, 3, 0), line(110, 0, 8, 0, 1)})
-    EXPECT_EQ(bad.error, IE_BYTESIZE);
-  EXPECT_EQ(line(110, 0, 5, MARKPARITY, 0), (Line{0, CS5 | B110, INPCK})) << "no fParity, no look at it";
-  EXPECT_EQ(line(300, DCB_PARITY, 6, 0, 2), (Line{0, CS6 | CSTOPB | B300, 0}));
+    EXPECT_EQ(bad, Flags(1, static_cast<tcflag_t>(IE_BYTESIZE)));
+  EXPECT_EQ(line(110, 0, 5, MARKPARITY, 0), (Flags{CS5 | B110, INPCK})) << "no fParity, no look at it";
+  EXPECT_EQ(line(300, DCB_PARITY, 6, 0, 2), (Flags{CS6 | CSTOPB | B300, 0}));
   EXPECT_EQ(line(57600, DCB_PARITY | DCB_IN_X, 7, 1, 0),
-            (Line{0, CS7 | PARENB | PARODD | B57600, INPCK | IXOFF}));
-  EXPECT_EQ(line(38400, DCB_PARITY | DCB_OUT_X, 8, 2, 0), (Line{0, CS8 | PARENB | B38400, INPCK | IXON}));
+            (Flags{CS7 | PARENB | PARODD | B57600, INPCK | IXOFF}));
+  EXPECT_EQ(line(38400, DCB_PARITY | DCB_OUT_X, 8, 2, 0), (Flags{CS8 | PARENB | B38400, INPCK | IXON}));
   const auto flow = [&line](DWORD rate, DWORD flags, tcflag_t before = 0) {
-    return line(rate, flags, 8, 0, 0, before).control - CS8;
+    return line(rate, flags, 8, 0, 0, before)[0] - CS8;
   };
   EXPECT_EQ((Flags{flow(115200, DCB_OUT_CTS_FLOW | kRts, CRTSCTS), flow(2400, kNoSwitch)}),
             (Flags{B115200, B2400}));

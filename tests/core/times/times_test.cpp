@@ -43,8 +43,8 @@ TEST(Calendar, AgreesWithTheCLibrary) {
 
 // Pins(signed-ticks): counts of 2^63 and more lie before the era: its first month, and fields that wrap.
 TEST(Calendar, TicksAreSigned) {
-  EXPECT_EQ(convert(~FILETIME{0}), (Fields{1601, 1, 1, 1, 0, 0, 0, 0}));
   const FILETIME before = ((25 * 60 + 1) * 60 + 1) * kTicksPerSecond + 10'000;
+  EXPECT_EQ(convert(~FILETIME{0}), (Fields{1601, 1, 1, 1, 0, 0, 0, 0}));
   EXPECT_EQ(convert(-before), (Fields{1601, 1, 0, 0, 65535, 65535, 65535, 65535}));
   EXPECT_EQ(convert(FILETIME{1} << 63), (Fields{1601, 1, 65534, 7170, 65534, 65488, 65531, 65059}));
 }
@@ -60,14 +60,8 @@ static bool isNow(Call call, seconds shift) {
   });
 }
 
-// What TZ names; the layer notices by itself.
-struct LocalZone {
-  explicit LocalZone(const char* name) { setenv("TZ", name, 1); }
-  ~LocalZone() { unsetenv("TZ"); }
-};
-
 TEST(Clock, IsTheSystems) {
-  const LocalZone india("IST-5:30");
+  setenv("TZ", "IST-5:30", 1);  // the layer notices by itself
   SetLastError(ERROR_GEN_FAILURE);
   EXPECT_TRUE(isNow(GetLocalTime, 330min));
   for (const std::int32_t offset : {-1, INT32_MIN, INT32_MAX}) {
@@ -93,7 +87,7 @@ TEST(Clock, IsTheSystems) {
 TEST(Zones, HaveTheirBiasAndName) {
   constexpr char kBerlin[] = "CET-1CEST,M3.5.0,M10.5.0/3", kNewYork[] = "EST5EDT,M3.2.0,M11.1.0";
   const auto zone = [](const char* name, std::time_t now = 1704067200) {
-    const LocalZone local(name);
+    setenv("TZ", name, 1);
     const std::string text = std::to_string(zoneAt(now).Bias) + " " + zoneAt(now).StandardName;
     return text.substr(0, text.find(" Standard Time"));
   };
@@ -111,7 +105,7 @@ TEST(Zones, HaveTheirBiasAndName) {
 
 // Pins(bias-holds-daylight)
 TEST(Zones, TheRecordIsWhole) {
-  const LocalZone summer("CET-1CEST,0/-24,J365/48");  // so that no hour of the year is winter
+  setenv("TZ", "CET-1CEST,0/-24,J365/48", 1);  // so that no hour of the year is winter
   TIME_ZONE_INFORMATION zone, expected{-120, "Central Europe Standard Time", {}, 0, {}, {}, -60};
   std::memset(&zone, 0xFF, sizeof zone);
   EXPECT_EQ(GetTimeZoneInformation(&zone) + GetTimeZoneInformation(nullptr), 0U);
