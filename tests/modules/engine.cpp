@@ -1,5 +1,5 @@
-// A library whose resource function and entry point note their calls. It finds resource 7 of every type, and
-// loads it as the text "engine".
+// A library whose resource function and entry point note their calls. It finds resource 7 of every type as
+// 70, loads that as the text "engine", and gives for its size the size that it is asked for.
 #include "tests/modules/engine.h"
 
 #include <cstring>
@@ -8,11 +8,10 @@ static EngineCalls ownCalls;
 static EngineCalls* calls = &ownCalls;
 static char data[] = "engine";
 
-static void note(char letter, intptr_t a, intptr_t b, intptr_t c, intptr_t d) {
+static void note(char letter, const CallArguments& arguments) {
   const std::size_t length = std::strlen(calls->order);
   if (length + 1 < sizeof calls->order) calls->order[length] = letter;
-  const intptr_t arguments[] = {a, b, c, d};
-  std::memcpy(calls->last, arguments, sizeof arguments);
+  calls->last = arguments;
 }
 
 extern "C" {
@@ -23,24 +22,15 @@ void reportCallsTo(EngineCalls* report) {
 }
 
 intptr_t DllMain(HMODULE module, intptr_t reason, intptr_t load) {
-  note(reason == 1 ? 'L' : 'U', reinterpret_cast<intptr_t>(module), reason, load, 0);
+  note(reason == 1 ? 'L' : 'U', {reinterpret_cast<intptr_t>(module), reason, load, 0});
   return 1;
 }
 
 intptr_t OSresFunc(intptr_t operation, intptr_t a, intptr_t b, intptr_t c) {
   const char letters[] = ".lf......AD";
-  note(letters[operation], operation, a, b, c);
-  switch (operation) {
-    case RESOURCE_FIND:
-      return a == 7 ? reinterpret_cast<intptr_t>(&data) : 0;
-    case RESOURCE_LOAD:
-      return a;
-    case RESOURCE_LOCK:
-      return b;
-    case RESOURCE_SIZE:
-      return sizeof data;
-    default:
-      return 0;
-  }
+  note(letters[operation], {operation, a, b, c});
+  if (operation == RESOURCE_FIND) return a == 7 ? 70 : 0;
+  if (operation == RESOURCE_LOAD) return a == 70 ? reinterpret_cast<intptr_t>(data) : 0;
+  return operation == RESOURCE_LOAD_STRING ? c : b;
 }
 }

@@ -1,12 +1,15 @@
 // What the test library "engine" notes of the layer's calls into it.
 #pragma once
 
+#include <array>
+
 #include "nimboxi/modules.h"
 
+using CallArguments = std::array<intptr_t, 4>;
+
 struct EngineCalls {
-  char order[32] =
-      {};  // DllMain at the load and unload: L, U; attach, detach: A, D; l: load, f: free, "." another
-  intptr_t last[4] = {};  // arguments, of DllMain (module, reason, load, 0) or the resource function
+  char order[32] = {};      // loaded, unloaded: L, U; attach, detach: A, D; load, free: l, f; "." another
+  CallArguments last = {};  // of DllMain (module, reason, load, 0) or the resource function
 };
 
 // The type of the exported "reportCallsTo": from now on the library notes in `calls`, beginning with what it
