@@ -127,10 +127,8 @@ TEST(Text, Comparisons) {
 
 TEST(Text, NumbersInEveryRadix) {
   const auto text = [](int32_t value, int32_t radix) {
-    char buffer[40];
-    std::fill(std::begin(buffer), std::end(buffer), '#');
-    EXPECT_EQ(IntToText(value, buffer, radix), buffer);
-    return std::string(buffer);
+    std::string buffer(40, '#');
+    return std::string(IntToText(value, buffer.data(), radix));
   };
   EXPECT_EQ(text(INT_MIN, 10), "-2147483648");
   EXPECT_EQ(text(0, 10), "0");
