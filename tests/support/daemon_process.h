@@ -2,8 +2,10 @@
 // it likes, one process at a time; what still runs at the end is killed.
 #pragma once
 
+#include <signal.h>
 #include <sys/types.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -17,8 +19,13 @@ class DaemonProcess {
   // never read; nowhere, as descriptors 0 to 2 are closed at the start.
   enum Output { kFile, kBrokenPipe, kFullPipe, kClosed };
 
-  explicit DaemonProcess(const std::string& program);
-  ~DaemonProcess();
+  explicit DaemonProcess(const std::string& program) {
+    std::filesystem::create_symlink(program, programPath());
+  }
+  ~DaemonProcess() {
+    if (isRunning()) kill(pid_, SIGKILL);
+    wait();
+  }
 
   const TempFolder& folder() const { return folder_; }
   std::string programPath() const { return folder_.file("nimbolsp"); }
@@ -51,9 +58,11 @@ class DaemonProcess {
   bool startService(const std::string& command = "-run", Output output = kFile);
 
   // Sends the stop message and waits for the end. Returns the exit status.
-  int stopService();
-
-  bool isRunning();
+  int stopService() {
+    TestClient client(port_);
+    client.send({"\2\0", 2});
+    return client.receive(1) == std::string(1, '\0') && client.isClosed() ? wait() : -1;
+  }
 
   // The process while it runs.
   pid_t pid() const { return pid_; }
@@ -67,12 +76,18 @@ class DaemonProcess {
   }
 
   // How many descriptors the running program has open.
-  std::ptrdiff_t descriptors() const;
+  std::ptrdiff_t descriptors() const {
+    return std::ranges::distance(
+        std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/fd"));
+  }
 
  private:
+  bool isRunning();
+
   TempFolder folder_;
-  Descriptor reservation_, unread_;
-  std::uint16_t port_;
+  const Descriptor reservation_{bindPort()};
+  const std::uint16_t port_ = portOf(reservation_.number());
+  Descriptor unread_;
   pid_t pid_ = -1;
   int status_ = -1;
 };

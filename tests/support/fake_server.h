@@ -3,12 +3,11 @@
 #pragma once
 
 #include <atomic>
-#include <deque>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "service/wire/poll_protocol.h"
-#include "tests/support/eventually.h"
 #include "tests/support/test_client.h"
 
 // The statistics of an idle server, whose load a test's requests hardly raise.
@@ -24,7 +23,10 @@ class FakeServer {
   // How it answers: and closes, byte by byte, and resets, and keeps the connection open.
   enum Manner { kClose, kDribble, kReset, kKeepOpen };
 
-  FakeServer(const nimbolsp::Statistics& statistics = kIdle);
+  FakeServer(const nimbolsp::Statistics& statistics = kIdle) {
+    answer(statistics);
+    listenAgain();
+  }
   ~FakeServer() { halt(); }
 
   std::uint16_t port() const { return port_; }
@@ -34,9 +36,23 @@ class FakeServer {
   void answer(const nimbolsp::Statistics& statistics) {
     answerWith(bytesOf(nimbolsp::encodePollReply(statistics)));
   }
-  void answerWith(const std::string& bytes, Manner manner = kClose);
-  void refuse();  // does not listen
-  void listenAgain();
+  void answerWith(const std::string& bytes, Manner manner = kClose) {
+    const std::lock_guard lock(mutex_);
+    bytes_ = bytes;
+    manner_ = manner;
+  }
+  void refuse() {  // does not listen
+    halt();
+    listening_.close();
+    listening_.replace(bindPort(port_));
+  }
+  void listenAgain() {
+    listen(listening_.number(), 128);
+    thread_ = std::jthread([this] {
+      const auto next = [this] { return accept4(listening_.number(), nullptr, nullptr, SOCK_CLOEXEC); };
+      for (int c; (c = next()) != -1;) dealWith(TestClient(Descriptor(c)));
+    });
+  }
 
   // How many polls it has seen and dealt with, and the bytes of the last request.
   int polls() const { return polls_; }
@@ -51,14 +67,27 @@ class FakeServer {
   }
 
  private:
-  void halt();
-  void serve();
-  void dealWith(int connection);
+  void halt() {
+    shutdown(listening_.number(), SHUT_RDWR);  // ends the thread's accept
+    thread_ = {};
+    keptOpen_.clear();
+  }
+  void dealWith(TestClient connection) {
+    const std::string request = connection.receive(nimbolsp::kPollRequestSize);
+    const std::lock_guard lock(mutex_);
+    lastRequest_ = request;
+    const std::size_t packet = manner_ == kDribble ? 1 : bytes_.size();
+    for (std::size_t at = 0; at < bytes_.size(); at += packet) connection.send(bytes_.substr(at, packet));
+    if (manner_ == kReset) connection.reset();
+    if (manner_ == kKeepOpen) keptOpen_.push_back(std::move(connection));
+    connection.close();
+    ++polls_;
+  }
 
-  Descriptor listening_;  // only bound while it refuses
-  std::uint16_t port_;
+  Descriptor listening_{bindPort()};  // only bound while it refuses
+  std::uint16_t port_ = portOf(listening_.number());
   std::jthread thread_;
-  std::deque<Descriptor> keptOpen_;  // the thread's, while it runs
+  std::vector<TestClient> keptOpen_;  // the thread's, while it runs
   std::atomic<int> polls_{0};
 
   std::mutex mutex_;  // guards all that follows

@@ -12,8 +12,7 @@ class ResourceLimit {
     setrlimit(resource_, &lower);
   }
   ~ResourceLimit() { setrlimit(resource_, &before_); }
-  ResourceLimit(const ResourceLimit&) = delete;
-  ResourceLimit& operator=(const ResourceLimit&) = delete;
+  ResourceLimit(ResourceLimit&&) = delete;
 
   // A limit on descriptors that leaves `count` free.
   static rlim_t descriptors(rlim_t count) {

@@ -16,8 +16,7 @@ class TempFolder {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
   }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
+  TempFolder(TempFolder&&) = delete;
 
   // The folder's absolute path, without a closing slash.
   const std::string& path() const { return path_; }

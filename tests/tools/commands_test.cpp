@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "tests/support/fake_server.h"
+#include "tests/support/temp_folder.h"
 
 namespace nimbolsp::tools {
 namespace {
@@ -25,30 +26,24 @@ Ran run(const std::string& arguments) {
   return ran;
 }
 
-TEST(Program, EveryCommandOfTheTableExplainsItself) {
-  const Ran all = run("--help");
-  EXPECT_EQ(all.status, 0);
-  for (const Command& command : commands()) {
-    SCOPED_TRACE(command.name);
-    EXPECT_NE(all.output.find(command.help), std::string::npos);
-    const Ran one = run(command.name + std::string(" --help"));
-    EXPECT_EQ(one.status, 0);
-    for (const char* part : {command.help, "Exit status: 0 "})
-      EXPECT_NE(one.output.find(part), std::string::npos);
-  }
-}
-
-TEST(Program, TellsWhatIsWrongAndExitsWithItsStatus) {
-  FakeServer service;
+TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
+  FakeServer service, astray;
   service.answerWith({"\1\0", 2});
+  astray.answerWith("\1\1x");
   const Descriptor refusing(bindPort());
+  const TempFolder folder;
   const std::string taken = std::to_string(service.port());
-  const std::string dead = std::to_string(portOf(refusing.number()));
+  const std::string profile = folder.write("profile.ini", "[Setup]\r\nPort=" + taken + "\r\n");
+  const std::string asked = "ask aNameAsLongAsAPollIs1 --port ";
   const struct {
     std::string arguments;
     int status;
     const char* told;
   } cases[] = {
+      {"--help", kDone, commands()[0].help},
+      {"--help", kDone, commands()[1].help},
+      {"simulate --help", kDone, "Exit status: 0 "},
+      {"ask --help", kDone, "Exit status: 0 "},
       {"", kWrongCommandLine, "A subcommand is required"},
       {"--version", kDone, "nimbolspctl "},
       {"frobnicate", kWrongCommandLine, "A subcommand is required"},
@@ -60,9 +55,13 @@ TEST(Program, TellsWhatIsWrongAndExitsWithItsStatus) {
       {"simulate --server 0,average=250 --until-stdin-closes </dev/null", kDone, "0%     2\n"},
       {"simulate --server 0 --count 300 --for 0", kDone, "ready\n"},
       {"ask p --host localhost", kWrongCommandLine, "is no IPv4 address"},
+      {"ask p --profile " + folder.file("none"), kWrongCommandLine, "none cannot be read"},
       {"ask p --profile /dev/null", kWrongCommandLine, "has no Port in section [Setup]"},
-      {"ask aNameAsLongAsAPollIs1 --port " + taken, 1, "(no server)\n"},
-      {"ask p --port " + dead, 3, "nimbolspctl: cannot connect to 127.0.0.1:"},
+      {"ask aNameAsLongAsAPollIs1 --profile " + profile, 1, "      1  100.0%  (no server)\n"},
+      {"ask --port 1 " + std::string(256, 'p'), kWrongCommandLine, "a pool's name has at most 255 bytes"},
+      {asked + taken + " --plain", 1, "1 (no server)\n"},
+      {asked + std::to_string(astray.port()) + " --visit --plain", kDone, "failed visits: 1\n"},
+      {asked + std::to_string(portOf(refusing.number())), 3, "nimbolspctl: cannot connect to 127.0.0.1:"},
   };
   for (const auto& c : cases) {
     const Ran ran = run(c.arguments);

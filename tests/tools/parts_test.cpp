@@ -1,0 +1,208 @@
+// The parts of the companion: descriptions of servers and counts of answers as text, and the simulated
+// servers and the front end on real sockets of 127.0.0.1.
+#include <gtest/gtest.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+
+#include <csignal>
+#include <future>
+
+#include "tests/support/fake_server.h"
+#include "tools/front_end.h"
+#include "tools/process.h"
+#include "tools/simulation.h"
+
+namespace nimbolsp::tools {
+namespace {
+
+const std::string kPoll = bytesOf(encodePollRequest());
+
+// A simulated server that runs from here to the end of the scope, or until its figures are taken.
+class RunningServer {
+ public:
+  explicit RunningServer(const std::string& description) : simulation_({parseServerOptions(description)}) {}
+  ~RunningServer() { eventfd_write(stop_.number(), 1); }
+
+  const std::string& address() const { return address_; }
+  std::uint16_t port() const { return static_cast<std::uint16_t>(std::stoi(address().substr(10))); }
+  std::string reply() const {
+    TestClient client(port());
+    client.send(kPoll);
+    return client.receive(2 * kPollReplySize);
+  }
+  ServerFigures figures() {
+    eventfd_write(stop_.number(), 1);
+    run_.join();
+    return simulation_.figures()[0];
+  }
+
+ private:
+  Simulation simulation_;
+  const std::string address_ = simulation_.figures()[0].address;
+  const Descriptor stop_{eventfd(0, EFD_CLOEXEC)};
+  std::jthread run_{[this] { simulation_.run({stop_.number(), -1, -1}); }};
+};
+
+std::string replyWith(std::int32_t loadUsed) {
+  return bytesOf(encodePollReply({1, 0, loadUsed, 100}));
+}
+
+AskOptions askFor(std::int64_t count, std::int32_t port) {
+  // As long as a poll, so that the fake server answers it.
+  return {.pool = std::string(kPollRequestSize - 2, 'p'), .count = count, .port = port};
+}
+
+std::string answerOf(const std::string& server) {
+  return std::string{1, static_cast<char>(server.size())} + server;
+}
+
+TEST(ServerOptions, ReadsDescriptionsAndTellsThem) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"9,average=250,behave=short=0", "divisor=1,dividend=250,used=0,limit=100,behave=short=0"},
+      {"1,divisor=-1,dividend=-2147483648,used=2147483647,limit=0,follow",
+       "divisor=-1,dividend=-2147483648,used=2147483647,limit=0,follow,hold=1000,behave=answer"},
+      {"65535,follow,hold=3600000,behave=dribble=60000",
+       "divisor=1,dividend=0,used=0,limit=100,follow,hold=3600000,behave=dribble=60000"}};
+  for (const auto& [description, told] : cases) EXPECT_EQ(describe(parseServerOptions(description)), told);
+}
+
+TEST(ServerOptions, RefusesWhatIsNoDescription) {
+  for (const char* description : {"",
+                                  "5901x,follow",
+                                  "65536",
+                                  "-1",
+                                  "0,",
+                                  "0,follow=1",
+                                  "0,used",
+                                  "0,used=",
+                                  "0,limit=2147483648",
+                                  "0,used=1,used=1",
+                                  "0,dividend=1,average=2",
+                                  "0,average=2,divisor=1",
+                                  "0,hold=5",
+                                  "0,follow,hold=-1",
+                                  "0,follow,hold=3600001",
+                                  "0,behave=short",
+                                  "0,behave=short=34",
+                                  "0,behave=dribble=0",
+                                  "0,behave=dribble=60001",
+                                  "0,behave=reset=1",
+                                  "0,behave=odd"}) {
+    EXPECT_THROW(parseServerOptions(description), std::invalid_argument) << description;
+  }
+}
+
+TEST(ServerOptions, EveryServerHasAPortOfItsOwn) {
+  const auto servers = repeated(parseServerOptions("65533"), 3);
+  EXPECT_EQ(servers[2].port, 65535);
+  EXPECT_THROW(repeated(servers[0], 4), std::invalid_argument);
+  EXPECT_NO_THROW(refuseSharedPorts(repeated(parseServerOptions("0"), 500)));
+  EXPECT_THROW(refuseSharedPorts({servers[0], servers[1], servers[0]}), std::invalid_argument);
+}
+
+TEST(AnswerCount, SortsByCountThenByHarmlessTextAndTellsShares) {
+  AnswerCount count;
+  EXPECT_EQ(count.table(false), "ANSWERS  SHARE  SERVER\n");
+  for (const char* server : {"c:1", "a:1", "b:1", "b:1", "", "", "a\x1F ~\x7F\\\n"}) count.add(server);
+  EXPECT_EQ(count.plainLines(), "2 (no server)\n2 b:1\n1 a\\x1f ~\\x7f\\\\\\x0a\n1 a:1\n1 c:1\n");
+  EXPECT_EQ(count.withoutServer(), 2u);
+  count.addFailedVisit("a:1");
+  EXPECT_NE(count.table(true).find("      1  14.3%              1  a:1\n"), std::string::npos);
+}
+
+TEST(Simulation, EveryBehaviourIsWhatAPeerSees) {
+  const struct {
+    std::string behaviour, bytes;
+    int error;  // of the end
+    std::uint64_t answered;
+  } cases[] = {{"answer", replyWith(5), 0, 1},
+               {"short=33", replyWith(5).substr(0, 33), 0, 0},
+               {"extra", replyWith(5) + std::string(34, '\xFF'), 0, 1},
+               {"dribble=1", replyWith(5), 0, 1},
+               {"reset", "", ECONNRESET, 0},
+               {"close", "", 0, 0}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.behaviour);
+    RunningServer server("0,used=5,behave=" + c.behaviour);
+    TestClient client(server.port());
+    if (c.behaviour != "close") client.send(kPoll);
+    EXPECT_EQ(client.receive(c.bytes.size()), c.bytes);
+    EXPECT_TRUE(client.isEnded(c.error));
+    const ServerFigures figures = server.figures();
+    EXPECT_EQ(std::pair(figures.pollsAnswered, figures.visits), std::pair(c.answered, std::uint64_t{0}));
+  }
+  EXPECT_FALSE(TestClient(RunningServer("0,behave=refuse").port()).connected());
+  const RunningServer garbage("0,behave=garbage");
+  const std::string one = garbage.reply();
+  EXPECT_EQ(one.size(), kPollReplySize);
+  EXPECT_NE(one, garbage.reply());
+}
+
+TEST(Simulation, VisitsRaiseTheLoadAndAreCounted) {
+  RunningServer server("0,follow,hold=3600000");
+  TestClient(server.port()).close();
+  TestClient talks(server.port());
+  talks.send("GET");
+  EXPECT_TRUE(talks.isEnded());
+  TestClient beginsLikeAPoll(server.port());
+  beginsLikeAPoll.send(kPoll.substr(0, 2));
+  beginsLikeAPoll.reset();
+  EXPECT_TRUE(eventually([&server] { return server.reply() == replyWith(3); }));
+  EXPECT_EQ(server.figures().visits, 3u);
+}
+
+TEST(Simulation, LoadFollowsTheVisitsAsLongAsTheyLast) {
+  SimulatedServer server(parseServerOptions("0,used=2147483646,follow,hold=100"));
+  for (const std::int64_t now : {1000, 1050}) server.react(Caller::kVisit, now);
+  EXPECT_EQ(server.statistics(1099).loadUsed, INT32_MIN);
+  EXPECT_EQ(server.statistics(1100).loadUsed, INT32_MAX);
+  EXPECT_EQ(server.statistics(1150).loadUsed, INT32_MAX - 1);
+}
+
+TEST(Ask, CountsTheAnswersOfAllClientsAndTheirVisits) {
+  const RunningServer server("0");
+  FakeServer service;
+  AskOptions options = askFor(20, service.port());
+  options.visit = true;
+  options.clients = 7;
+  options.interval = std::chrono::milliseconds(20);
+  using Row = std::pair<std::string, std::uint64_t>;
+  for (const auto& [text, failed] : {Row(server.address(), 0), Row("no address", 20), Row("", 0)}) {
+    service.answerWith(answerOf(text));
+    const auto start = std::chrono::steady_clock::now();
+    const AnswerCount answers = ask(options, -1).answers;
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 2 * options.interval);
+    EXPECT_EQ(answers.plainLines(), "20 " + (text.empty() ? "(no server)" : text) + "\n");
+    EXPECT_EQ(answers.failedVisits(), failed) << text;
+  }
+}
+
+TEST(Ask, KeepsWhatWasAnsweredBeforeTheServiceBrokeOff) {
+  const std::pair<const char*, const char*> cases[] = {{"\1", "closed the connection without an answer"},
+                                                       {"\1\5ab", "sent something that is no answer"},
+                                                       {"\2\4abcd", "sent something that is no answer"}};
+  for (const auto& [lastAnswer, failure] : cases) {
+    FakeServer service;
+    service.answerWith(answerOf("5912"));
+    auto asked = std::async(std::launch::async, [&service] { return ask(askFor(0, service.port()), -1); });
+    EXPECT_TRUE(service.waitForPolls(1));
+    service.answerWith(lastAnswer);
+    const AskOutcome outcome = asked.get();
+    EXPECT_EQ(outcome.failure, service.entry() + " " + failure);
+    EXPECT_GE(outcome.answers.total(), 1u);
+  }
+}
+
+TEST(Ask, AStopSignalEndsAClientThatTheServiceLeavesWaiting) {
+  const RunningServer server("0,behave=silent");  // never answers a front end either
+  for (const int signal : {SIGINT, SIGTERM}) {
+    const Descriptor stop = catchStopSignals();
+    raise(signal);
+    EXPECT_EQ(ask(askFor(0, server.port()), stop.number()).failure, "");
+    signalfd_siginfo taken;
+    EXPECT_EQ(read(stop.number(), &taken, sizeof taken), std::ssize(std::string(sizeof taken, ' ')));
+  }
+}
+
+}  // namespace
+}  // namespace nimbolsp::tools
