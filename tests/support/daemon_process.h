@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/eventually.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/test_client.h"
 
@@ -29,9 +28,7 @@ class DaemonProcess {
 
   const TempFolder& folder() const { return folder_; }
   std::string programPath() const { return folder_.file("nimbolsp"); }
-
-  // The port of the profile. Nobody listens on it until the program does.
-  std::uint16_t port() const { return port_; }
+  std::uint16_t port() const { return port_; }  // nobody listens on it until the program does
 
   // Writes the profile: section "Setup" with the port and these lines, then `sections`.
   void writeProfile(const std::string& setupLines, const std::string& sections = "") const {
@@ -67,18 +64,16 @@ class DaemonProcess {
   // The process while it runs.
   pid_t pid() const { return pid_; }
 
-  // Standard output until now (kFile).
+  // Standard output until now (kFile), and the log of a command, as typed, without timestamps.
   std::string output() const { return folder_.read("output.txt"); }
-
-  // The log of a command, as typed, without timestamps.
   std::string log(const std::string& command = "-run") const {
     return folder_.readLog("nimbolsp" + command + ".log");
   }
 
   // How many descriptors the running program has open.
   std::ptrdiff_t descriptors() const {
-    return std::ranges::distance(
-        std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/fd"));
+    const std::string open = "/proc/" + std::to_string(pid_) + "/fd";
+    return std::ranges::distance(std::filesystem::directory_iterator(open));
   }
 
  private:

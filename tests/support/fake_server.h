@@ -28,10 +28,8 @@ class FakeServer {
     listenAgain();
   }
   ~FakeServer() { halt(); }
-
   std::uint16_t port() const { return port_; }
   std::string entry() const { return "127.0.0.1:" + std::to_string(port_); }
-
   // What it does with the next polls.
   void answer(const nimbolsp::Statistics& statistics) {
     answerWith(bytesOf(nimbolsp::encodePollReply(statistics)));
@@ -60,7 +58,6 @@ class FakeServer {
     const std::lock_guard lock(mutex_);
     return lastRequest_;
   }
-
   // Waits until `count` more polls have been dealt with. False at the far deadline.
   bool waitForPolls(int count) {
     return eventually([this, wanted = polls_ + count] { return polls_ >= wanted; });
@@ -89,9 +86,7 @@ class FakeServer {
   std::jthread thread_;
   std::vector<TestClient> keptOpen_;  // the thread's, while it runs
   std::atomic<int> polls_{0};
-
   std::mutex mutex_;  // guards all that follows
   Manner manner_ = kClose;
-  std::string bytes_;
-  std::string lastRequest_;
+  std::string bytes_, lastRequest_;
 };

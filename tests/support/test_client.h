@@ -34,7 +34,6 @@ class TestClient {
   explicit TestClient(Descriptor accepted) : socket_(std::move(accepted)) {}
 
   bool connected() const { return socket_.number() != -1; }
-
   // False when the peer has gone.
   bool send(std::string_view bytes) {
     return ::send(socket_.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == std::ssize(bytes);
@@ -66,9 +65,12 @@ class TestClient {
   Descriptor socket_{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
 };
 
-// The bytes of a request for a server of a pool.
+// The bytes of a request for a server of a pool, and of the answer.
 inline std::string requestFor(std::string_view pool) {
   return std::string{'\0', static_cast<char>(pool.size())}.append(pool);
+}
+inline std::string answerOf(std::string_view server) {
+  return std::string{1, static_cast<char>(server.size())}.append(server);
 }
 
 // Asks the service for a server of a pool. Returns its text, empty for none; "(no answer)" when the answer is
@@ -76,8 +78,6 @@ inline std::string requestFor(std::string_view pool) {
 inline std::string ask(std::uint16_t port, std::string_view pool) {
   TestClient client(port);
   client.send(requestFor(pool));
-  const std::string answer = client.receive(2 + 255);
-  const bool begun = client.isEnded() && answer.size() >= 2 && answer[0] == 1;
-  const bool whole = begun && answer.size() - 2 == static_cast<unsigned char>(answer[1]);
-  return whole ? answer.substr(2) : "(no answer)";
+  const std::string answer = client.receive(2 + 255), server = answer.substr(answer.size() < 2 ? 0 : 2);
+  return client.isEnded() && answer == answerOf(server) ? server : "(no answer)";
 }

@@ -1,13 +1,16 @@
-// The parts of the companion: descriptions of servers and counts of answers as text, and the simulated
-// servers and the front end on real sockets of 127.0.0.1.
+// The companion: descriptions of servers and counts of answers as text, the simulated servers and the front
+// end on real sockets of 127.0.0.1, and the program itself.
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 
 #include <csignal>
 #include <future>
+#include <sstream>
 
 #include "tests/support/fake_server.h"
+#include "tests/support/temp_folder.h"
+#include "tools/commands/command.h"
 #include "tools/front_end.h"
 #include "tools/process.h"
 #include "tools/simulation.h"
@@ -52,10 +55,6 @@ AskOptions askFor(std::int64_t count, std::int32_t port) {
   return {.pool = std::string(kPollRequestSize - 2, 'p'), .count = count, .port = port};
 }
 
-std::string answerOf(const std::string& server) {
-  return std::string{1, static_cast<char>(server.size())} + server;
-}
-
 TEST(ServerOptions, ReadsDescriptionsAndTellsThem) {
   const std::pair<const char*, const char*> cases[] = {
       {"9,average=250,behave=short=0", "divisor=1,dividend=250,used=0,limit=100,behave=short=0"},
@@ -67,27 +66,11 @@ TEST(ServerOptions, ReadsDescriptionsAndTellsThem) {
 }
 
 TEST(ServerOptions, RefusesWhatIsNoDescription) {
-  for (const char* description : {"",
-                                  "5901x,follow",
-                                  "65536",
-                                  "-1",
-                                  "0,",
-                                  "0,follow=1",
-                                  "0,used",
-                                  "0,used=",
-                                  "0,limit=2147483648",
-                                  "0,used=1,used=1",
-                                  "0,dividend=1,average=2",
-                                  "0,average=2,divisor=1",
-                                  "0,hold=5",
-                                  "0,follow,hold=-1",
-                                  "0,follow,hold=3600001",
-                                  "0,behave=short",
-                                  "0,behave=short=34",
-                                  "0,behave=dribble=0",
-                                  "0,behave=dribble=60001",
-                                  "0,behave=reset=1",
-                                  "0,behave=odd"}) {
+  std::istringstream descriptions(  // the first one is empty
+      " 5901x,follow 65536 -1 0, 0,follow=1 0,used 0,used= 0,limit=2147483648 0,used=1,used=1 0,hold=5"
+      " 0,dividend=1,average=2 0,average=2,divisor=1 0,follow,hold=-1 0,follow,hold=3600001 0,behave=short"
+      " 0,behave=short=34 0,behave=dribble=0 0,behave=dribble=60001 0,behave=reset=1 0,behave=odd");
+  for (std::string description; std::getline(descriptions, description, ' ');) {
     EXPECT_THROW(parseServerOptions(description), std::invalid_argument) << description;
   }
 }
@@ -128,8 +111,7 @@ TEST(Simulation, EveryBehaviourIsWhatAPeerSees) {
     if (c.behaviour != "close") client.send(kPoll);
     EXPECT_EQ(client.receive(c.bytes.size()), c.bytes);
     EXPECT_TRUE(client.isEnded(c.error));
-    const ServerFigures figures = server.figures();
-    EXPECT_EQ(std::pair(figures.pollsAnswered, figures.visits), std::pair(c.answered, std::uint64_t{0}));
+    EXPECT_EQ(server.figures().pollsAnswered, c.answered);
   }
   EXPECT_FALSE(TestClient(RunningServer("0,behave=refuse").port()).connected());
   const RunningServer garbage("0,behave=garbage");
@@ -200,7 +182,54 @@ TEST(Ask, AStopSignalEndsAClientThatTheServiceLeavesWaiting) {
     raise(signal);
     EXPECT_EQ(ask(askFor(0, server.port()), stop.number()).failure, "");
     signalfd_siginfo taken;
-    EXPECT_EQ(read(stop.number(), &taken, sizeof taken), std::ssize(std::string(sizeof taken, ' ')));
+    EXPECT_EQ(read(stop.number(), &taken, sizeof taken), ssize_t{sizeof taken});
+  }
+}
+
+TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
+  FakeServer service, astray;
+  service.answerWith({"\1\0", 2});
+  astray.answerWith("\1\1x");
+  const Descriptor refusing(bindPort());
+  const TempFolder folder;
+  const std::string taken = std::to_string(service.port());
+  folder.write("nimbolsp.ini", "[Setup]\r\nPort=" + taken + "\r\n");
+  const std::string asked = "ask aNameAsLongAsAPollIs1 --port ";
+  const struct {
+    std::string arguments;
+    int status;
+    const char* told;
+  } cases[] = {
+      {"--help", kDone, commands()[0].help},
+      {"--help", kDone, commands()[1].help},
+      {"simulate --help", kDone, "Exit status: 0 "},
+      {"ask --help", kDone, "Exit status: 0 "},
+      {"", kWrongCommandLine, "A subcommand is required"},
+      {"--version", kDone, "nimbolspctl "},
+      {"simulate", kWrongCommandLine, "--server is required"},
+      {"simulate --server 0,used", kWrongCommandLine, "nimbolspctl: --server 0,used: used is a number"},
+      {"simulate --server 0 --server 0 --count 2", kWrongCommandLine, "--count wants exactly one"},
+      {"simulate --server " + taken, 1, "nimbolspctl: cannot bind 127.0.0.1:"},
+      {"simulate --server 0 --server 0,average=9,used=3,limit=4 --for 0 --bucket-size 2", kDone,
+       "75%     4\n"},
+      {"simulate --server 0,average=250 --until-stdin-closes </dev/null", kDone, "0%     2\n"},
+      {"simulate --server 0 --count 300 --for 0", kDone, "ready\n"},
+      {"ask p --host localhost", kWrongCommandLine, "is no IPv4 address"},
+      {"ask p --profile none", kWrongCommandLine, "none cannot be read"},
+      {"ask p --profile /dev/null", kWrongCommandLine, "has no Port in section [Setup]"},
+      {"ask aNameAsLongAsAPollIs1", 1, "      1  100.0%  (no server)\n"},
+      {"ask --port 1 " + std::string(256, 'p'), kWrongCommandLine, "a pool's name has at most 255 bytes"},
+      {asked + taken + " --plain", 1, "1 (no server)\n"},
+      {asked + std::to_string(astray.port()) + " --visit --plain", kDone, "failed visits: 1\n"},
+      {asked + std::to_string(portOf(refusing.number())), 3, "nimbolspctl: cannot connect to 127.0.0.1:"},
+  };
+  // With few descriptors, so that a command which needs many must raise the limit.
+  const std::string start =
+      "cd " + folder.path() + "; ulimit -Sn 256; exec >output 2>&1; " NIMBOLSPCTL_PROGRAM " ";
+  for (const auto& c : cases) {
+    EXPECT_EQ(WEXITSTATUS(std::system((start + c.arguments).c_str())), c.status) << c.arguments;
+    const std::string output = folder.read("output");
+    EXPECT_NE(output.find(c.told), std::string::npos) << c.arguments << "\n" << output;
   }
 }
 
