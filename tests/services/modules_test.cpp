@@ -39,7 +39,6 @@ TEST(Modules, NamesOfALibraryCountTogetherAndTheLastFreeDetachesThenUnloads) {
   HMODULE plain = LoadLibrary(NIMBOLSP_TEST_MODULES "/plain");
   EXPECT_EQ(LoadLibrary((kEngine + ".dll").c_str()), engine);
   EXPECT_EQ(GetModuleHandle((kEngine + ".any").c_str()), engine);
-  EXPECT_EQ(loadedLibraryCount(), 2U);
   EXPECT_EQ(LoadResource(engine, nullptr), nullptr);
   EXPECT_EQ(calls.last, (CallArguments{RESOURCE_ATTACH, number(engine), 0, 0}));
   for (const char* order : {"LA", "LADU"}) {
@@ -52,7 +51,6 @@ TEST(Modules, NamesOfALibraryCountTogetherAndTheLastFreeDetachesThenUnloads) {
   EXPECT_STREQ(calls.order, "LU") << "nobody used its resources";
   EXPECT_EQ(GetModuleHandle(NIMBOLSP_TEST_MODULES "/plain"), plain);
   EXPECT_EQ(FreeLibrary(plain) + FreeLibrary(MAIN_MODULE_HANDLE) + FreeLibrary(MAIN_MODULE_HANDLE), 2);
-  EXPECT_EQ(loadedLibraryCount(), 0U);
 }
 
 TEST(Modules, NoFreeLibKeepsLibrariesUntilShutdown) {
