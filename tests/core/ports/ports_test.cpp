@@ -1,15 +1,15 @@
-// Mode strings; DCB and terminal settings, one made from the other.
-#include "compat/core/ports/line_settings.h"
-
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
+// Port names; mode strings; DCB and terminal settings, one made from the other; and the calls on a port's
+// line, on terminals that are real to the system: a pseudo-terminal always has eight data bits and no parity.
+#include "nimboxi/ports.h"
 
 #include "compat/core/ports/comm_mode.h"
+#include "compat/core/ports/line_settings.h"
+#include "tests/core/core_test.h"
+#include "tests/support/eventually.h"
+#include "tests/support/pseudo_terminal.h"
 
 using namespace nimboxi;
-using Texts = std::vector<std::string>;
+using Ports = CoreTest;
 using Flags = std::vector<tcflag_t>;
 
 constexpr DWORD kDtr = DCB_DTR_CONTROL_ENABLE, kRts = DCB_RTS_CONTROL_ENABLE;
@@ -68,8 +68,7 @@ TEST(LineSettings, ARawLineChangesTheNamedFlagsAlone) {
   ASSERT_EQ(applyDcb({28, 9600, 0, 0, 0, 0, 8, 0, 0, 0, 19, 0, 0, 0, 0}, empty), 0);
   // The top bit is the C library's own: an input speed of 0.
   EXPECT_EQ(full.c_iflag, (kAll >> 1) & ~tcflag_t{BRKINT | ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF});
-  EXPECT_EQ(full.c_oflag, kAll & ~tcflag_t{OPOST});
-  EXPECT_EQ(full.c_lflag, kAll & ~tcflag_t{ISIG | ICANON | ECHO});
+  EXPECT_TRUE(~full.c_oflag == OPOST && ~full.c_lflag == (ISIG | ICANON | ECHO));
   EXPECT_EQ(full.c_cflag & (HUPCL | CSTOPB | kParity | CRTSCTS), 0U);
   EXPECT_TRUE(empty.c_iflag == IGNBRK && empty.c_oflag == 0 && empty.c_lflag == NOFLSH);
   EXPECT_EQ(empty.c_cflag, tcflag_t{CLOCAL | CREAD | CS8 | B9600});
@@ -128,4 +127,116 @@ TEST(LineSettings, ADcbTakesWhatTheLineTells) {
                    flags(DCB_PARITY, PARENB | PARODD), flags(0x3830, CRTSCTS), flags(0xFFFFFFFF, CREAD)}),
             (Flags{DCB_BINARY | DCB_IN_X, DCB_BINARY | DCB_OUT_X, DCB_BINARY | DCB_PARITY, DCB_BINARY, 0x101D,
                    0xFFFFC4CF}));
+}
+
+// Pins(one-digit-port)
+TEST_F(Ports, ANameGivesDeviceAndLineType) {
+  layer_.setPorts("COM3=/dev/a,some Modem on rs232\nCOM3:=/dev/b\nCOM8X=/dev/d,RS423\n");
+  char path[32];
+  const auto device = [&path](const std::string& name, int32_t size = 32) {
+    const DWORD type = MapDeviceName(name.c_str(), strcpy(path, "untouched"), size);
+    return std::to_string(type) + " " + path;
+  };
+  EXPECT_EQ((Texts{device("COM9:"), device("COM12"), device("COMEPT:"), device("EPT2"), device("COM1", 1),
+                   device("COM1" + std::string(100'000, 'a'))}),
+            (Texts{"1 /dev/ttyS8", "1 /dev/ttyS0", "1 /dev/ttyS0", "2 /dev/lp1", "1 ", "1 /dev/ttyS0"}));
+  EXPECT_EQ((Texts{device("COM0"), device("LPT:"), device("com1"), device("COM1", 0)}),
+            Texts(4, "0 untouched"));
+  EXPECT_EQ(device("COM3"), "6 /dev/a") << "the first word of the list decides";
+  EXPECT_EQ(device("COM3:"), "0 /dev/b") << "without line type";
+  EXPECT_EQ(device("COM8x"), "4 /dev/d") << "the key is in upper case";
+  EXPECT_EQ(device("COM3", 5), "0 /dev") << "cut, with its line type";
+  EXPECT_EQ(MapDeviceName("COM1", nullptr, 32) + MapDeviceName(nullptr, path, 32), 0U);
+  const char* entries[] = {"x,none", "x,RS232", "x,parallelport", "x,rs422", "x,rs423", "x,rs449", "x,modem"};
+  for (DWORD type = DEVICE_FILE; type <= DEVICE_MODEM; ++type)
+    EXPECT_TRUE(ParseLineType(strcpy(path, entries[type])) == type && path == std::string("x")) << type;
+  EXPECT_EQ(ParseLineType(nullptr) + ParseLineType(strcpy(path, "modem")), 0U);
+}
+
+struct PortState : CoreTest {
+  PortState() {
+    layer_.setPorts("COM5=" + terminal_.path() + ",rs422\nLPT1=" + terminal_.path() +
+                    ",parallelport\nCOM6=/proc/self/mem,rs232\nDelay=-1\n");
+    cooked_.c_iflag |= ICRNL | IXON;
+    cooked_.c_lflag |= ICANON | ECHO | ISIG;
+    tcsetattr(terminal_.farEnd(), TCSANOW, &cooked_);
+  }
+  void SetUp() override {
+    if (terminal_.path().empty()) GTEST_SKIP() << "no pseudo-terminal to be had: is /dev/pts mounted?";
+  }
+  ~PortState() override { CloseHandle(port_); }
+
+  void openPort(const char* name) { port_ = open(name, 0); }
+  static DCB lineOf(const char* mode) {
+    DCB dcb{};
+    EXPECT_TRUE(done(BuildCommDCB(mode, &dcb)));
+    return dcb;
+  }
+  int timeout() const { return terminal_.settings().c_cc[VTIME]; }
+
+  PseudoTerminal terminal_{7};
+  termios cooked_ = terminal_.settings();
+  HANDLE port_ = INVALID_HANDLE_VALUE;
+};
+
+TEST_F(PortState, ALineIsSetAndReadBack) {
+  openPort("COM5");
+  DCB dcb = lineOf("COM5:4800,o,8,2,p");
+  dcb.flags |= DCB_OUT_X | DCB_NULL;
+  dcb.XonChar = 17;
+  ASSERT_TRUE(done(SetCommState(port_, &dcb)));
+  EXPECT_EQ(terminal_.settings().c_cflag, B4800 | CLOCAL | CREAD | CS8 | CSTOPB | PARODD | CRTSCTS);
+  EXPECT_TRUE(done(GetCommState(port_, &dcb)));
+  EXPECT_EQ(dcb.flags, 0x121FU) << "fInX where fOutX was set, and the caller's fParity";
+  PortTimeouts timeouts{{}, 0x703};
+  EXPECT_TRUE(done(SetPortTimeouts(port_, &timeouts)) && timeout() == 3) << "the low byte";
+  EXPECT_TRUE(done(GetPortTimeouts(port_, &timeouts)) && timeouts.readInterCharacter == 3);
+}
+
+TEST_F(PortState, EveryByteGoesBothWaysAndTheTimeoutStays) {
+  openPort("COM5");
+  const DCB dcb = lineOf("115200,n,8,1");
+  ASSERT_TRUE(SetCommState(port_, &dcb));
+  std::string sent, received;
+  while (sent.size() < 256) sent.push_back(static_cast<char>(sent.size()));
+  EXPECT_EQ(read(port_, 256), "") << "it waits for no byte";
+  EXPECT_TRUE(write(port_, sent.substr(0, 1)) && write(port_, sent.substr(1)));
+  char byte;
+  while (received.size() < 256 && ::read(terminal_.farEnd(), &byte, 1) == 1) received.push_back(byte);
+  ASSERT_EQ(::write(terminal_.farEnd(), sent.data(), 256), 256);
+  EXPECT_TRUE(eventually([&] {
+    received += read(port_, 256);
+    return timeout() == 7 && received.size() >= 512;
+  }));
+  EXPECT_EQ(received, sent + sent);
+}
+
+// Pins(port-read-failure): it shows in its count alone.
+TEST_F(PortState, AFailureLeavesTheTerminalAsItWas) {
+  openPort("COM5");
+  DCB dcb = lineOf("14400,n,8,1");
+  EXPECT_EQ((Errors{errorOf(SetCommState(port_, &dcb)), errorOf(SetCommState(port_, nullptr)),
+                    errorOf(GetCommState(port_, nullptr)), errorOf(SetPortTimeouts(port_, nullptr)),
+                    errorOf(GetPortTimeouts(port_, nullptr)), errorOf(BuildCommDCB("COM1:", nullptr)),
+                    errorOf(BuildCommDCB("mode?", nullptr))}),
+            (Errors{IE_BAUDRATE, 31, 31, 31, 31, 31, IE_BADMODE}));
+  EXPECT_EQ(terminal_.settings().c_lflag, cooked_.c_lflag);
+  dcb = lineOf("9600,n,8,1");
+  terminal_.hangUp();
+  EXPECT_FALSE(SetCommState(port_, &dcb) || GetCommState(port_, &dcb));
+  DWORD count = 9;
+  EXPECT_TRUE(errorOf(WriteFile(port_, "lost", 4, &count)) == ERROR_WRITE_FAULT && count == 0);
+  EXPECT_TRUE(CloseHandle(port_));
+  openPort("COM6");  // its first byte cannot be read
+  EXPECT_TRUE(done(ReadFile(port_, &dcb, 1, &count)) && count == 0xFFFFFFFF);
+}
+
+TEST_F(PortState, AParallelPortHasNoLine) {
+  openPort("LPT1");
+  DCB dcb = lineOf("9600,n,8,1"), read{};
+  PortTimeouts timeouts{{}, 3};
+  EXPECT_TRUE(done(SetCommState(port_, &dcb)) && done(SetPortTimeouts(port_, &timeouts)));
+  EXPECT_TRUE(done(GetCommState(port_, &read)) && done(GetPortTimeouts(port_, &timeouts)));
+  EXPECT_EQ(read.ByteSize + timeouts.readInterCharacter, 3U);
+  EXPECT_TRUE(timeout() == 7 && (terminal_.settings().c_lflag & ICANON) != 0);
 }
