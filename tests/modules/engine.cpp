@@ -1,12 +1,11 @@
 // A library whose resource function and entry point note their calls. It finds resource 7 of every type as
-// 70, loads that as the text "engine", and gives for its size the size that it is asked for.
+// 70, and loads that as the text "engine".
 #include "tests/modules/engine.h"
 
 #include <cstring>
 
 static EngineCalls ownCalls;
 static EngineCalls* calls = &ownCalls;
-static char data[] = "engine";
 
 static void note(char letter, const CallArguments& arguments) {
   const std::size_t length = std::strlen(calls->order);
@@ -14,23 +13,19 @@ static void note(char letter, const CallArguments& arguments) {
   calls->last = arguments;
 }
 
-extern "C" {
-
-void reportCallsTo(EngineCalls* report) {
+extern "C" void reportCallsTo(EngineCalls* report) {
   *report = *calls;
   calls = report;
 }
 
-intptr_t DllMain(HMODULE module, intptr_t reason, intptr_t load) {
+extern "C" intptr_t DllMain(HMODULE module, intptr_t reason, intptr_t load) {
   note(reason == 1 ? 'L' : 'U', {reinterpret_cast<intptr_t>(module), reason, load, 0});
   return 1;
 }
 
-intptr_t OSresFunc(intptr_t operation, intptr_t a, intptr_t b, intptr_t c) {
-  const char letters[] = ".lf......AD";
-  note(letters[operation], {operation, a, b, c});
+extern "C" intptr_t OSresFunc(intptr_t operation, intptr_t a, intptr_t b, intptr_t c) {
+  note(".lf......AD" [operation], { operation, a, b, c });
   if (operation == RESOURCE_FIND) return a == 7 ? 70 : 0;
-  if (operation == RESOURCE_LOAD) return a == 70 ? reinterpret_cast<intptr_t>(data) : 0;
+  if (operation == RESOURCE_LOAD) return a == 70 ? reinterpret_cast<intptr_t>("engine") : 0;
   return operation == RESOURCE_LOAD_STRING ? c : b;
-}
 }

@@ -12,6 +12,5 @@ struct EngineCalls {
   CallArguments last = {};  // of DllMain (module, reason, load, 0) or the resource function
 };
 
-// The type of the exported "reportCallsTo": from now on the library notes in `calls`, beginning with what it
-// noted so far, so that it can be read after the library was unloaded.
+// The type of the exported "reportCallsTo": the library goes on to note in `calls`, which may outlive it.
 extern "C" typedef void (*ReportCallsTo)(EngineCalls* calls);

@@ -21,18 +21,17 @@ static std::string errorState(int32_t size = 64) {
 }
 
 TEST(ThreadState, IsSharedUntilTheStartAndThenAThreadsOwn) {
-  const auto setInAnotherThread = [] {
-    SetLastError(-12);
-    SetLastErrorText("other");
+  const auto set = [](int32_t error, const char* text) {
+    SetLastError(error);
+    SetLastErrorText(text);
   };
-  std::thread(setInAnotherThread).join();
+  std::thread(set, -12, "other").join();
   EXPECT_EQ(errorState(), "-12 other");
   for (const char* expected : {"0 ", "31 mine"}) {
     nimboxi::createErrorStateKey();
     EXPECT_EQ(errorState(), expected);
-    SetLastError(31);
-    SetLastErrorText("mine");
-    std::thread(setInAnotherThread).join();
+    set(31, "mine");
+    std::thread(set, -12, "other").join();
   }
   for (const int32_t size : {0, -5}) EXPECT_EQ(errorState(size), "31 untouched");
   EXPECT_EQ(errorState(1), "31 ");
@@ -60,8 +59,7 @@ TEST(MemoryBlocks, ReAllocKeepsTheBytesTheGuardsAndZeroesTheGrowth) {
   FreeBlock(data);
   FreeBlock(nullptr);
   EXPECT_TRUE(LockBlock(nullptr) == nullptr && UnlockBlockResult(nullptr));
-  EXPECT_EQ(BlockSize(nullptr) + CompactBlocks(), 0);
-  EXPECT_EQ(SetModeWord(7) + SetModeWord(0), 7U) << "0 before";
+  EXPECT_TRUE(BlockSize(nullptr) == 0 && CompactBlocks() == 0 && SetModeWord(7) == 0 && SetModeWord(0) == 7);
 }
 
 TEST(MemoryBlocks, NegativeSizesAreRefusedAndLeaveTheBlockAlone) {
@@ -114,15 +112,13 @@ TEST(Text, Copies) {
 // Pins(reversed-compare) Pins(zero-count-unlimited) Pins(ascii-folding)
 TEST(Text, Comparisons) {
   EXPECT_EQ(lstrcmp("abc", "ab"), -1) << "the opposite sign of strcmp";
-  EXPECT_EQ(lstrcmp("a", "\xE0"), 1);
-  EXPECT_EQ(lstrcmp("ab", "ab"), 0);
+  EXPECT_TRUE(lstrcmp("a", "\xE0") == 1 && lstrcmp("ab", "ab") == 0);
   EXPECT_EQ(StrNCmpI("ABCz", "abcx", 0), 2) << "count 0 compares all";
   EXPECT_EQ(StrNCmpI("ABx", "aby", 2), 0);
   EXPECT_EQ(StrNCmpI("Z\0x", "z\0y", 9), 0) << "the end of both comes first";
   EXPECT_EQ(lstrcmpi("ab", "abc"), -'c');
   EXPECT_EQ(lstrcmpi("\xC0", "\xE0"), -32) << "accents differ by case";
-  EXPECT_EQ(lstrcmpi("@[", "`["), -32) << "as do the neighbours of the letters";
-  EXPECT_EQ(lstrcmpi("[", "{"), -32);
+  EXPECT_EQ(lstrcmpi("@", "`") + lstrcmpi("[", "{"), -64) << "as do the neighbours of the letters";
 }
 
 TEST(Text, NumbersInEveryRadix) {
@@ -131,16 +127,15 @@ TEST(Text, NumbersInEveryRadix) {
     return std::string(IntToText(value, buffer.data(), radix));
   };
   EXPECT_EQ(text(INT_MIN, 10), "-2147483648");
-  EXPECT_EQ(text(0, 10), "0");
+  EXPECT_EQ(text(0, 10) + text(-1, 36), "01z141z3");
   EXPECT_EQ(text(-1, 2), std::string(32, '1'));
-  EXPECT_EQ(text(-1, 36), "1z141z3");
   for (const int radix : {0, 1, 37, -10}) EXPECT_EQ(text(7, radix), "") << radix;
 }
 
 // Pins(sign-extended-upper)
 TEST(Text, CaseIsThatOfThePage) {
   auto upper = [](std::uintptr_t value) {
-    return reinterpret_cast<std::intptr_t>(CharUpper(reinterpret_cast<char*>(value)));
+    return reinterpret_cast<intptr_t>(CharUpper(reinterpret_cast<char*>(value)));
   };
   EXPECT_EQ(upper(0xE9), static_cast<std::int8_t>(0xC9)) << "a character comes back sign-extended";
   EXPECT_EQ(upper(0xFF61), 'A') << "without its high byte";

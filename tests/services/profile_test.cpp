@@ -290,9 +290,3 @@ TEST_F(ProfileFiles, AProfileNamedLikeAPort) {
   EXPECT_TRUE(write("win.ini", "after"));
   EXPECT_EQ(x("nimboxi.ini"), "after");
 }
-
-// Pins(root-profile)
-TEST(LayerProfile, StandsBesideTheProgram) {
-  EXPECT_EQ(layerProfileFolder("/opt/a.b/nimbolsp"), "/opt/a.b");
-  EXPECT_EQ(layerProfileFolder("nimbolsp"), "");
-}
