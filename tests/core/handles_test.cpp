@@ -12,8 +12,6 @@
 
 using namespace nimboxi;
 using Handles = CoreTest;
-using Opening = CoreTest;
-using Streams = CoreTest;
 
 TEST_F(Handles, OfTheWrongKindAreReported) {
   HandleRecord closed{kFileHandle, {}, DEVICE_PARALLEL, false};  // as a close that failed leaves it
@@ -35,7 +33,7 @@ TEST_F(Handles, OfTheWrongKindAreReported) {
                                   errorOf(WaitForSingleObject(h, INFINITE) != WAIT_FAILED)});
 }
 
-TEST_F(Handles, AFileHasADevice) {
+TEST_F(Handles, TellTheDeviceOfAFile) {
   layer_.setPorts("LPT2=/dev/null,parallelport\n");
   HANDLE port = open("LPT2");
   HandleDeviceType type{9, 9}, none{9, 9};
@@ -66,7 +64,7 @@ TEST_F(Handles, HaveTheLastErrorsOfErrno) {
 }
 
 // Pins(entry-without-type)
-TEST_F(Opening, IsAsTheDispositionSays) {
+TEST_F(Handles, OpenAsTheDispositionSays) {
   layer_.setPorts("COM3=missing,rs232\nCOM4=/dev/null\nCOM5=COM5,rs232\nCOM6=old,rs232\nDelay=-1\n");
   // The last error; "w" and "r" for a handle that takes an "N" and gives it back; the contents afterwards.
   const auto opened = [this](const char* name, DWORD disposition, DWORD access = GENERIC_WRITE) {
@@ -98,7 +96,7 @@ TEST_F(Opening, IsAsTheDispositionSays) {
 }
 
 // Pins(device-zero): a device, and no other, that opens as descriptor 0 counts as not opened.
-TEST_F(Opening, NoDeviceIsDescriptorZero) {
+TEST_F(Handles, NoDeviceIsDescriptorZero) {
   layer_.setPorts("COM3=/dev/null,rs232\n");
   const int input = dup(STDIN_FILENO);
   for (const bool device : {true, false}) {
@@ -110,7 +108,7 @@ TEST_F(Opening, NoDeviceIsDescriptorZero) {
   dup2(input, STDIN_FILENO);
 }
 
-TEST_F(Streams, ReadsWritesAndSeeksMayAlternate) {
+TEST_F(Handles, MayAlternateReadsWritesAndSeeks) {
   HANDLE file = open(folder_.write("file", "abcdefgh"));
   EXPECT_EQ(read(file, 2), "ab");
   EXPECT_TRUE(done(write(file, "XY")));
@@ -131,7 +129,7 @@ TEST_F(Streams, ReadsWritesAndSeeksMayAlternate) {
   EXPECT_TRUE(CloseHandle(file));
 }
 
-TEST_F(Streams, PositionsAndSizesAreOf64Bits) {
+TEST_F(Handles, HavePositionsAndSizesOf64Bits) {
   constexpr int64_t kFar = (int64_t{1} << 32) + 5;
   HANDLE file = open(folder_.write("file", "")), reader = open("file", GENERIC_READ);
   int64_t size = 0;
@@ -143,7 +141,7 @@ TEST_F(Streams, PositionsAndSizesAreOf64Bits) {
 }
 
 // What a flush, or a read, could not write is lost, and the close does not tell of it any more.
-TEST_F(Streams, AFullDiskShowsInTheCloseUnlessAFlushHidesIt) {
+TEST_F(Handles, AFullDiskShowsInTheCloseUnlessAFlushHidesIt) {
   HANDLE file = open("/dev/full");
   EXPECT_TRUE(write(file, "lost") && done(FlushFileBuffers(file)) && done(CloseHandle(file)));
   file = open("/dev/full");
@@ -154,7 +152,7 @@ TEST_F(Streams, AFullDiskShowsInTheCloseUnlessAFlushHidesIt) {
 }
 
 // Pins(range-lock-announces)
-TEST_F(Streams, ALockThatAnotherHoldsIsNotReported) {
+TEST_F(Handles, ALockThatAnotherHoldsIsNotReported) {
   HANDLE file = open(folder_.write("file", ""));
   const Descriptor other(::open("file", O_RDWR | O_CLOEXEC));
   EXPECT_TRUE(done(LockFile(file, 0xFFFFFFF0, 0, 0xFFFFFFF1, 0)));

@@ -7,12 +7,10 @@
 #include "tests/support/eventually.h"
 
 using namespace nimboxi;
+namespace fs = std::filesystem;
 using ByName = CoreTest;
-using PathNames = CoreTest;
 
-constexpr auto modeOf = [](const char* name) {
-  return static_cast<int>(std::filesystem::status(name).permissions());
-};
+constexpr auto modeOf = [](const char* name) { return fs::status(name).permissions(); };
 
 // Pins(temp-path-backslash)
 TEST_F(ByName, AFolderIsCopiedWhereItFits) {
@@ -37,7 +35,7 @@ TEST_F(ByName, AFolderIsCopiedWhereItFits) {
 // Pins(delete-takes-directories): an empty one goes as a file does.
 TEST_F(ByName, DirectoriesAndFilesComeAndGo) {
   umask(0);
-  EXPECT_TRUE(done(CreateDirectory("sub", nullptr)) && modeOf("sub") == 0777);
+  EXPECT_TRUE(done(CreateDirectory("sub", nullptr)) && modeOf("sub") == fs::perms{0777});
   folder_.write("sub/file", "");
   EXPECT_EQ((Errors{errorOf(CreateDirectory("sub", nullptr)), errorOf(RemoveDirectory("sub")),
                     errorOf(RemoveDirectory("sub/file")), errorOf(DeleteFile("sub/file")),
@@ -51,8 +49,10 @@ TEST_F(ByName, AttributesAreThePermissionsOfEverybody) {
   folder_.write("f", "");
   ASSERT_EQ(chmod("f", 06577), 0);
   EXPECT_EQ(GetFileAttributes("f"), 33U) << "its owner alone counts";
-  EXPECT_TRUE(done(SetFileAttributes("f", ~1U)) && GetFileAttributes("f") == 32 && modeOf("f") == 06777);
-  EXPECT_TRUE(done(SetFileAttributes("f", 1)) && GetFileAttributes("f") == 33 && modeOf("f") == 06555);
+  EXPECT_TRUE(done(SetFileAttributes("f", ~1U)) && GetFileAttributes("f") == 32 &&
+              modeOf("f") == fs::perms{06777});
+  EXPECT_TRUE(done(SetFileAttributes("f", 1)) && GetFileAttributes("f") == 33 &&
+              modeOf("f") == fs::perms{06555});
   EXPECT_TRUE(done(IsDirectory(".")) && !IsDirectory("f"));
   for (const char* name : {static_cast<const char*>(nullptr), "missing"})
     EXPECT_TRUE(errorOf(GetFileAttributes(name) != 0) == 31 && errorOf(SetFileAttributes(name, 1)) == 2);
@@ -60,7 +60,7 @@ TEST_F(ByName, AttributesAreThePermissionsOfEverybody) {
 
 // Pins(move-into-writable), Pins(move-drops-drive)
 TEST_F(ByName, AMoveOntoAWritableDirectoryGoesIntoIt) {
-  for (const char* name : {"a", "d", "locked"}) std::filesystem::create_directory(name);
+  for (const char* name : {"a", "d", "locked"}) fs::create_directory(name);
   ASSERT_EQ(chmod("locked", 0555), 0);
   for (const char* name : {"x:b.txt", "old"}) folder_.write(name, name);
   EXPECT_TRUE(done(MoveFile("x:b.txt", "d")) && FileExists("d/b.txt")) << "without its drive";
@@ -93,10 +93,14 @@ TEST_F(ByName, TheDiskCountsItsOwnBlocksAndTheAnswerIsFalse) {
 
 TEST_F(ByName, ATemporaryNameIsFree) {
   char buffer[MAX_PATH_BYTES];
+  const std::string directory(4085, 'x');
+  EXPECT_TRUE(buildTempName(directory, "p", 0xAB, buffer) && buffer == directory + "/p00ab.tmp");
+  EXPECT_EQ(firstFreeNumber(65535, [](WORD number) { return number != 2; }), 2);
+  EXPECT_EQ(firstFreeNumber(7, [](WORD) { return true; }), std::nullopt);
   for (int i = 0; i < 50; ++i) {  // many in one tick
     const DWORD number = GetTempFileName(strcpy(buffer, "."), "wexec", 9, buffer);
     EXPECT_EQ(GetLastError(), 0);
-    EXPECT_TRUE(std::filesystem::create_directory(buffer)) << "neither taken nor created";
+    EXPECT_TRUE(fs::create_directory(buffer)) << "neither taken nor created";
     EXPECT_EQ(std::stoul(buffer + 7, nullptr, 16), number);
   }
   expectAll(ERROR_FILE_NOT_FOUND, {errorOf(GetTempFileName(nullptr, "p", 0, buffer) != 0),
@@ -121,8 +125,8 @@ TEST_F(ByName, ACopyIsCompleteAndKeepsTheAttributes) {
 TEST_F(ByName, ACopyThatFailsSaysWhyAndLosesNothing) {
   for (const char* name : {"from", "to"}) folder_.write(name, name);
   folder_.write("big", std::string(200'000, 'x'));
-  std::filesystem::create_symlink("from", "link");
-  std::filesystem::create_hard_link("from", "hard");
+  fs::create_symlink("from", "link");
+  fs::create_hard_link("from", "hard");
   layer_.setPorts("COM3=/proc/self/mem,rs232\nDelay=-1\n");  // opens, and fails to read its first byte
   const auto copy = [this](const char* existingName, const char* newName, BOOL failIfExists = FALSE) {
     const int32_t error = errorOf(CopyFile(existingName, newName, failIfExists));
@@ -139,7 +143,7 @@ TEST_F(ByName, ACopyThatFailsSaysWhyAndLosesNothing) {
 
 // A drive reaches to its colon even into the name; an extension may begin before the name.
 // Pins(extension-with-name)
-TEST_F(PathNames, APathIsSplit) {
+TEST_F(ByName, APathIsSplit) {
   const auto split = [](const std::string& path) {
     char parts[4][MAX_PATH_BYTES];
     std::memset(parts, '#', sizeof parts);
@@ -160,41 +164,26 @@ TEST_F(PathNames, APathIsSplit) {
 
 // Pins(parent-is-root), Pins(file-part-backslash): ".." leads back to the root; a file part is behind the
 // last backslash, or the fourth character.
-TEST_F(PathNames, AFullPathIsBuilt) {
-  const auto full = [](const std::string& name) {                // and the position of its file part
-    const auto path = std::make_unique<char[]>(MAX_PATH_BYTES);  // the sanitizers see its end
-    std::memset(path.get(), '#', MAX_PATH_BYTES);
+TEST_F(ByName, AFullPathIsBuiltAndCutToItsBuffer) {
+  const auto full = [](const std::string& name, DWORD size = MAX_PATH_BYTES) {
+    const auto path = std::make_unique<char[]>(size);  // the sanitizers see its end
+    std::fill_n(path.get(), size, '#');
     char* filePart = path.get();
-    const DWORD length = GetFullPathName(name.c_str(), MAX_PATH_BYTES, path.get(), &filePart);
+    const DWORD length = GetFullPathName(name.c_str(), size, path.get(), &filePart);
     const int32_t error = errorOf(length != 0);
-    if (error != 0) return std::to_string(error) + path[0];
-    EXPECT_EQ(length, std::strlen(path.get()));
-    return path.get() + (" " + std::to_string(filePart - path.get()));
+    if (error != 0 || filePart == nullptr) return std::to_string(error) + (size == 0 ? '0' : path[0]);
+    return std::to_string(length) + " " + path.get() + " " + std::to_string(filePart - path.get());
   };
-  const std::string longest = "/" + std::string(4094, 'x');
-  EXPECT_EQ((Texts{full("../x"), full("./y"), full(".."), full("///x//..y/"), full("/a/b\\c\\d"),
-                   full("/ab\\c"), full("/a\\bc"), full("/abcd\\"), full(longest + "/./"),
-                   full(longest + "x"), full(longest + "/y/../z")}),
-            (Texts{"/x 2", folder_.path() + "/y 3", "/ 1", "/x/..y 3", "/a/b\\c\\d 7", "/ab\\c 4", "/a\\bc 3",
-                   "/abcd\\ 6", longest + " 3", "154#", "154#"}));
-}
-
-TEST_F(PathNames, AFullPathIsCutToItsBuffer) {
-  for (DWORD size : {0U, 1U, 5U, length_ + 2, length_ + 3}) {
-    std::string buffer(size + 1, '#'), expected = (folder_.path() + "/x").substr(0, size - 1);
-    char* filePart = buffer.data() + size;
-    EXPECT_EQ(GetFullPathName("./x", size, buffer.data(), &filePart), length_ + 2);
-    EXPECT_EQ(filePart, size == 0 ? nullptr : buffer.data() + std::min(size - 1, 3U));
-    EXPECT_EQ(buffer, size == 0 ? "#" : expected + '\0' + "#");
-  }
-  EXPECT_TRUE(done(GetFullPathName("x", 99, nullptr, nullptr) == length_ + 2));
+  const std::string longest = "/" + std::string(4094, 'x'), x = folder_.path() + "/x",
+                    size = std::to_string(x.size()) + " ";
+  EXPECT_EQ((Texts{full("../x"), full(".."), full("///x//..y/"), full("/a/b\\c\\d"), full("/ab\\c"),
+                   full("/a\\bc"), full("/abcd\\"), full(longest + "/./"), full(longest + "x"),
+                   full(longest + "/y/../z"), full("./x", 0)}),
+            (Texts{"2 /x 2", "1 / 1", "6 /x/..y 3", "8 /a/b\\c\\d 7", "5 /ab\\c 4", "5 /a\\bc 3",
+                   "6 /abcd\\ 6", "4095 " + longest + " 3", "154#", "154#", "00"}));
+  EXPECT_EQ((Texts{full("./x", 1), full("./x", 4), full("x", length_ + 2), full("x", length_ + 3)}),
+            (Texts{size + " 0", size + x.substr(0, 3) + " 3", size + x.substr(0, length_ + 1) + " 3",
+                   size + x + " 3"}));
+  EXPECT_TRUE(done(GetFullPathName("x", 99, nullptr, nullptr) == x.size()));
   EXPECT_EQ(errorOf(GetFullPathName(nullptr, 0, nullptr, nullptr) != 0), ERROR_FILE_NOT_FOUND);
-}
-
-TEST_F(PathNames, TemporaryNamesAreTriedOnceEach) {
-  char path[MAX_PATH_BYTES];
-  EXPECT_TRUE(buildTempName(std::string(4085, 'x'), "p", 0xAB, path));
-  EXPECT_EQ(path, std::string(4085, 'x') + "/p00ab.tmp");
-  EXPECT_EQ(firstFreeNumber(65535, [](WORD number) { return number != 2; }), 2);
-  EXPECT_EQ(firstFreeNumber(7, [](WORD) { return true; }), std::nullopt);
 }
