@@ -79,7 +79,9 @@ TEST(ServerOptions, EveryServerHasAPortOfItsOwn) {
   const auto servers = repeated(parseServerOptions("65533"), 3);
   EXPECT_EQ(servers[2].port, 65535);
   EXPECT_THROW(repeated(servers[0], 4), std::invalid_argument);
-  EXPECT_NO_THROW(refuseSharedPorts(repeated(parseServerOptions("0"), 500)));
+  const auto free = repeated(parseServerOptions("0"), 500);
+  EXPECT_EQ(free[1].port, 0);
+  EXPECT_NO_THROW(refuseSharedPorts(free));
   EXPECT_THROW(refuseSharedPorts({servers[0], servers[1], servers[0]}), std::invalid_argument);
 }
 
@@ -192,9 +194,9 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
   astray.answerWith("\1\1x");
   const Descriptor refusing(bindPort());
   const TempFolder folder;
-  const std::string taken = std::to_string(service.port());
-  folder.write("nimbolsp.ini", "[Setup]\r\nPort=" + taken + "\r\n");
-  const std::string asked = "ask aNameAsLongAsAPollIs1 --port ";
+  const std::string taken = std::to_string(service.port()), dead = std::to_string(portOf(refusing.number()));
+  const std::string profile = folder.write("nimbolsp.ini", "[Setup]\r\nPort=" + taken + "\r\n");
+  const std::string asked = "ask aNameAsLongAsAPollIs1 ";
   const struct {
     std::string arguments;
     int status;
@@ -217,11 +219,11 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
       {"ask p --host localhost", kWrongCommandLine, "is no IPv4 address"},
       {"ask p --profile none", kWrongCommandLine, "none cannot be read"},
       {"ask p --profile /dev/null", kWrongCommandLine, "has no Port in section [Setup]"},
-      {"ask aNameAsLongAsAPollIs1", 1, "      1  100.0%  (no server)\n"},
+      {asked, 1, "      1  100.0%  (no server)\n"},
       {"ask --port 1 " + std::string(256, 'p'), kWrongCommandLine, "a pool's name has at most 255 bytes"},
-      {asked + taken + " --plain", 1, "1 (no server)\n"},
-      {asked + std::to_string(astray.port()) + " --visit --plain", kDone, "failed visits: 1\n"},
-      {asked + std::to_string(portOf(refusing.number())), 3, "nimbolspctl: cannot connect to 127.0.0.1:"},
+      {asked + "--plain --profile " + profile + "; echo $?", kDone, "1 (no server)\n1\n"},
+      {asked + "--port " + std::to_string(astray.port()) + " --visit --plain", kDone, "failed visits: 1\n"},
+      {asked + "--port " + dead, 3, "nimbolspctl: cannot connect to 127.0.0.1:"},
   };
   // With few descriptors, so that a command which needs many must raise the limit.
   const std::string start =
