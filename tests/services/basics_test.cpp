@@ -186,6 +186,11 @@ TEST(CodePage, ForeignAndBrokenUtf8) {
   EXPECT_EQ(toAnsi("\xF8\xFF!"), "3\xF8\xFF!") << "0xF8 and above stand for themselves";
   EXPECT_EQ(toAnsi("a\xF0\x80\x83"), "2a\xC0") << "the end inside a four-byte form";
   EXPECT_EQ(toAnsi(nullptr), "0");
+  std::uint32_t wide = 1;
+  char narrow[] = "#";
+  EXPECT_EQ(AnsiToUtf8(nullptr, narrow) + Utf8ToUtf32(nullptr, &wide) + narrow[0] + static_cast<int>(wide),
+            0);
+  EXPECT_TRUE(AnsiToUtf8Dup(nullptr) == nullptr && Utf8ToAnsiDup(nullptr) == nullptr);
 }
 
 TEST(CodePage, Utf32AtTheBoundsOfEveryLength) {

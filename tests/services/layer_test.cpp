@@ -60,9 +60,15 @@ TEST(LayerShutdown, MayBeRepeatedAndFollowedByAStart) {
     EXPECT_TRUE(layerState.started == started && layerState.shuttingDown == !started);
     EXPECT_EQ(guardDepth(), depth);
     EXPECT_EQ(layerState.programPath == nullptr ? "" : layerState.programPath, programPath);
+    EXPECT_EQ(GetLocalizedText(2) != nullptr, started);
+    char errorText[9] = "";
+    GetLastErrorText(errorText, sizeof errorText);
+    EXPECT_STREQ(errorText, started ? "text" : "");
   };
   for (const int32_t withoutLock : {0, 0, 1}) {
     EXPECT_EQ(LayerStartup(path.c_str(), nullptr, withoutLock), 0);
+    EXPECT_LT(GetTickCount() + 25, 60000U) << "milliseconds since the start";
+    SetLastErrorText("text");
     expect(true, withoutLock == 0 ? 1 : 0, path.substr(0, MAX_PATH_BYTES - 1));
     for (int i = 0; i < 2; ++i) LayerShutdown(), expect(false, 0, "");
   }

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <new>
@@ -45,6 +46,12 @@ TEST(ProcessorList, Lines) {
               expected)
         << lines;
   }
+}
+
+TEST(ProcessorList, IsThatOfTheSystem) {
+  SystemInfo info{};
+  for (SystemInfo* to : {static_cast<SystemInfo*>(nullptr), &info}) GetSystemInfo(to);
+  EXPECT_EQ(info.processorCount, sysconf(_SC_NPROCESSORS_ONLN));
 }
 
 // Pins(system-info-once)
