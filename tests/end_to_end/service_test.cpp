@@ -141,6 +141,7 @@ TEST(Polling, RequestsFollowWhatTheLastPollFound) {
   }
   DaemonProcess service(NIMBOLSP_PROGRAM);
   service.writeProfile(pools + "QuietMode=1\r\nDebugMode=1\r\nLogLineThreshold=10000\r\n", sections);
+  const auto start = std::chrono::steady_clock::now();
   for (const int act : {0, 1}) {
     for (std::size_t i = 0; i < std::size(cases); ++i) {
       const Act& now = cases[i].acts[act];
@@ -156,12 +157,12 @@ TEST(Polling, RequestsFollowWhatTheLastPollFound) {
         int count = 0;
         while (count < 10 && ask(service.port(), cases[i].pool) == winner) ++count;
         return count == 10;
-      })) << cases[i].pool
-          << act;
+      })) << cases[i].pool;
     }
   }
   EXPECT_EQ(steady.lastRequest(), std::string("\0\0\0\x17NIMBO_ORFC\0\x01\0\x0F\0\0\0\0\0", 23));
-  EXPECT_LT(steady.polls(), 60 * std::ssize(cases)) << "one a second and pool";
+  const auto seconds = (std::chrono::steady_clock::now() - start) / std::chrono::seconds(1) + 1;
+  EXPECT_LE(steady.polls(), seconds * std::ssize(cases));
   EXPECT_EQ(odd[7].polls(), 1);
   const std::string debug = "[ DEBUG ] [ ";
   EXPECT_TRUE(service.log().starts_with(debug + "1 ] Debug is ON\n"));

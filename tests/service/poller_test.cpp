@@ -109,8 +109,7 @@ TEST_F(PollerTest, ReplyIsStoredUnderTheLockAndNotBehindTheGate) {
     EXPECT_EQ(server_->load, 0);
   }
   TcpSocket second(listening_.accept());
-  closeLayerGate();
-  stopPolling = true;
+  destroyAllPools();
   answer(second, {1, 0, 5, 10});
   EXPECT_TRUE(eventually([&] { return threadCount() < polling; }));
   const std::string line = "[ DEBUG ] [ " + std::to_string(port_) + " ] ";

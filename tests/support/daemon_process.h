@@ -58,7 +58,7 @@ class DaemonProcess {
   int stopService() {
     TestClient client(port_);
     client.send({"\2\0", 2});
-    return client.receive(2) == std::string(1, '\0') ? wait() : -1;
+    return client.receive(1) == std::string(1, '\0') && client.isEnded() ? wait() : -1;
   }
 
   // The process while it runs.
