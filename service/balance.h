@@ -17,8 +17,11 @@ bool hasNegative(const Statistics& statistics);
 // used * 100 / limit in 32 bits that wrap, cut to 16 bits; 0 when the limit is 0.
 std::int16_t loadPercent(std::int32_t used, std::int32_t limit);
 
-// The allocation list for an average of dividend / divisor, cut to 16 bits: each list is `bucketSize` wide
-// (at least 1). Below 0, or without a divisor, the first; above all, the last.
+// The average, dividend / divisor, cut to 16 bits; 0 without a divisor.
+std::int16_t averageOf(std::int32_t divisor, std::int32_t dividend);
+
+// The allocation list for that average: each list is `bucketSize` wide (at least 1). Below 0 the first; above
+// all, the last.
 std::int16_t allocationListOf(std::int32_t divisor, std::int32_t dividend, std::int32_t bucketSize);
 
 // The candidates of one list: of its servers below 100 % the least loaded. Fed the loads from the list's

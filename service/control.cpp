@@ -3,9 +3,9 @@
 #include "nimboxi/modules.h"
 #include "nimboxi/process.h"
 #include "nimboxi/support/shell_words.h"
-#include "service/pool_loader.h"
 #include "service/reports.h"
 #include "service/resources/string_table.h"
+#include "service/settings.h"
 #include "service/wire/request_protocol.h"
 #include "service/wire/tcp_socket.h"
 

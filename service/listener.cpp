@@ -4,6 +4,7 @@
 #include "service/pool_loader.h"
 #include "service/reports.h"
 #include "service/resources/string_table.h"
+#include "service/settings.h"
 #include "service/wire/request_protocol.h"
 #include "service/wire/tcp_socket.h"
 

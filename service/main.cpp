@@ -46,6 +46,7 @@ int run(int argc, char** argv) {
   LayerStartup(programPath, OSresFunc, 0);
   openLayerGate();
   setSettings(readSettings(programPath, argc > 1 ? argv[1] : "-bad"));
+  // Required(level-as-port): the level stands where other debug lines have a port.
   debugLog("Debug is ON", 0, settings().debugLevel);
 
   bool ran = false;

@@ -58,7 +58,6 @@ void storeReply(PoolServer* server, const Statistics& statistics) {
   if (!visit) return;
   ServerPool* pool = server->pool;
   PoolHold hold(pool);
-  server->unavailable = false;
   server->statistics = statistics;
   if (hasNegative(statistics)) logMessage(kStringInvalidStatistic);
   server->load = loadPercent(statistics.loadUsed, statistics.loadLimit);

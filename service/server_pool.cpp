@@ -112,11 +112,11 @@ void markUnavailable(PoolServer* server) {
   PoolHold hold(pool);
   server->unavailable = true;
   removeFromList(pool, server);
-  server->listIndex = -1;
   pushToList(&pool->unallocatedList, server);
 }
 
 void placeServer(ServerPool* pool, PoolServer* server, std::int16_t list) {
+  server->unavailable = false;
   if (list != server->listIndex) {
     unlinkFromList(server->listIndex < 0 ? &pool->unallocatedList : &pool->allocationLists[server->listIndex],
                    server);

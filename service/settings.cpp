@@ -30,10 +30,9 @@ void setSettings(const Settings& all) {
   current() = all;
 }
 
-Settings readSettings(const std::string& programPath, const std::string& commandWord) {
+Settings readSettings(const std::string& profilePath) {
   Settings all;
-  all.profilePath = programPath + ".ini";
-  all.logFilePath = programPath + commandWord + ".log";
+  all.profilePath = profilePath;
   const auto read = [&](KeyId key) {
     return keyNumber(key, readFrom(all.profilePath, kSetupSection, keyName(key, 0)));
   };
@@ -44,12 +43,22 @@ Settings readSettings(const std::string& programPath, const std::string& command
   return all;
 }
 
+Settings readSettings(const std::string& programPath, const std::string& commandWord) {
+  Settings all = readSettings(programPath + ".ini");
+  all.logFilePath = programPath + commandWord + ".log";
+  return all;
+}
+
 std::string readText(const char* section, KeyId key, int number) {
   return readFrom(settings().profilePath, section, keyName(key, number));
 }
 
 std::int32_t readNumber(const char* section, KeyId key) {
   return keyNumber(key, readText(section, key));
+}
+
+std::int32_t readServicePort() {
+  return readNumber(kSetupSection, kPort);
 }
 
 }  // namespace nimbolsp

@@ -25,6 +25,9 @@ const Settings& settings();
 // Makes these the settings.
 void setSettings(const Settings& all);
 
+// The settings that a profile holds.
+Settings readSettings(const std::string& profilePath);
+
 // The settings of the profile that goes with a program path, and the names of the files that go with it and
 // with a command word, both exactly as given.
 Settings readSettings(const std::string& programPath, const std::string& commandWord);
@@ -35,5 +38,8 @@ std::string readText(const char* section, KeyId key, int number = 0);
 
 // The number that it stands for.
 std::int32_t readNumber(const char* section, KeyId key);
+
+// The service's port: the number that `Port` of section "Setup" holds.
+std::int32_t readServicePort();
 
 }  // namespace nimbolsp

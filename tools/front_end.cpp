@@ -13,9 +13,9 @@
 #include <system_error>
 #include <thread>
 
-#include "service/pool_loader.h"
 #include "service/wire/descriptor.h"
 #include "service/wire/request_protocol.h"
+#include "service/wire/server_entry.h"
 #include "service/wire/tcp_socket.h"
 
 namespace nimbolsp::tools {

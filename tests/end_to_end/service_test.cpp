@@ -165,7 +165,7 @@ TEST(Polling, RequestsFollowWhatTheLastPollFound) {
   EXPECT_LE(steady.polls(), seconds * std::ssize(cases));
   EXPECT_EQ(odd[7].polls(), 1);
   const std::string debug = "[ DEBUG ] [ ";
-  EXPECT_TRUE(service.log().starts_with(debug + "1 ] Debug is ON\n"));
+  EXPECT_TRUE(service.log().starts_with(debug + "1 ] Debug is ON\n"));  // Pins(level-as-port)
   for (const std::string& line :
        {debug + odd[0].entry() + " ] Thread started", debug + odd[0].entry() + " ] Load: 75%",
         debug + odd[2].entry() + " ] Failed connecting to NIMBO server.",

@@ -7,6 +7,7 @@
 
 #include "service/pool_loader.h"
 #include "service/resources/string_table.h"
+#include "service/wire/server_entry.h"
 #include "tests/support/eventually.h"
 #include "tests/support/service_test.h"
 

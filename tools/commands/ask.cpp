@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <string>
 
-#include "service/pool_loader.h"
 #include "service/settings.h"
 #include "service/wire/request_protocol.h"
 #include "tools/commands/checks.h"
