@@ -9,12 +9,10 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <system_error>
 #include <thread>
 
 #include "service/wire/descriptor.h"
-#include "service/wire/request_protocol.h"
 #include "service/wire/server_entry.h"
 #include "service/wire/tcp_socket.h"
 
@@ -44,32 +42,6 @@ void tell(const Round& round) {
   eventfd_write(round.changed.number(), 1);
 }
 
-// The text of the server that the service gives, empty for none. Nothing, and `failure`, when it gives no
-// answer.
-std::optional<std::string> requestServer(const AskOptions& options, std::string& failure) {
-  const std::string service = options.host + ":" + std::to_string(options.port & 0xFFFF);
-  TcpSocket socket;
-  socket.create();
-  if (!socket.connectToHost(options.host.c_str(), options.port)) {
-    failure = "cannot connect to " + service + ": " + std::strerror(errno);
-    return std::nullopt;
-  }
-  std::string request{static_cast<char>(kServerRequest), static_cast<char>(options.pool.size())};
-  request += options.pool;
-  MessageHeader answer{};
-  if (!socket.sendAll(request.data(), request.size()) || !socket.receiveExactly(&answer, kHeaderSize)) {
-    failure = service + " closed the connection without an answer";
-    return std::nullopt;
-  }
-  std::string server(answer.length, '\0');
-  if (answer.type != kServerAnswer || !socket.receiveExactly(server.data(), server.size())) {
-    failure = service + " sent something that is no answer";
-    return std::nullopt;
-  }
-  socket.orderlyClose();
-  return server;
-}
-
 // Brings a request to the server of an answer, as far as its service can tell: connects and closes.
 bool visitServer(const std::string& server) {
   const ServerEndpoint endpoint = parseServerEntry(server);
@@ -96,16 +68,16 @@ bool pauseBetween(Round& round) {
 
 // One request, its visit, their count. False when the service gave no answer.
 bool askOnce(Round& round) {
-  std::string failure;
-  const std::optional<std::string> server = requestServer(round.options, failure);
-  if (!server) {
-    recordFailure(round, failure);
+  const AskOptions& options = round.options;
+  const ServiceAnswer answer = askService(options.service, options.pool, options.timeout);
+  if (!answer.answered) {
+    recordFailure(round, answer.failure);
     return false;
   }
-  const bool visitFailed = round.options.visit && !server->empty() && !visitServer(*server);
+  const bool visitFailed = options.visit && !answer.server.empty() && !visitServer(answer.server);
   std::lock_guard hold(round.mutex);
-  round.outcome.answers.add(*server);
-  if (visitFailed) round.outcome.answers.addFailedVisit(*server);
+  round.outcome.answers.add(answer.server);
+  if (visitFailed) round.outcome.answers.addFailedVisit(answer.server);
   return true;
 }
 

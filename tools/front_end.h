@@ -7,14 +7,15 @@
 #include <string>
 
 #include "tools/answer_count.h"
+#include "tools/service_client.h"
 
 namespace nimbolsp::tools {
 
 struct AskOptions {
-  std::string pool;                       // at most kMaximumBodySize bytes
-  std::int64_t count = 1;                 // of all clients together; 0: until stopped
-  std::string host = "127.0.0.1";         // dotted
-  std::int32_t port = 0;                  // the low 16 bits count
+  std::string pool;        // at most kMaximumBodySize bytes
+  std::int64_t count = 1;  // of all clients together; 0: until stopped
+  ServiceAddress service;
+  std::chrono::milliseconds timeout{0};   // of one request; 0: none
   bool visit = false;                     // bring a request to the server of every answer: connect and close
   std::int32_t clients = 1;               // threads
   std::chrono::milliseconds interval{0};  // between two requests of one client

@@ -1,43 +1,101 @@
 // The companion program: walks the table of its commands, parses the command line, and gives the exit status.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "service/wire/descriptors.h"
 #include "tools/commands/command.h"
+#include "tools/nearest.h"
 #include "tools/process.h"
 
 namespace nimbolsp::tools {
 namespace {
 
+constexpr const char* kVersion = "nimbolspctl " NIMBOLSP_VERSION;
+
 struct Declared {
-  const CLI::App* options;
+  CLI::App* options;
   Runner run;
 };
 
-int run(int argc, char** argv) {
+// The first word that is neither an option nor a command; empty when there is none.
+std::string wrongCommand(const std::vector<std::string>& words) {
+  const auto first =
+      std::ranges::find_if(words, [](const std::string& word) { return !word.starts_with('-'); });
+  if (first == words.end()) return {};
+  const bool isCommand =
+      std::ranges::any_of(commands(), [&](const Command& row) { return *first == row.name; });
+  return isCommand ? std::string{} : *first;
+}
+
+std::vector<std::string> optionNames(const CLI::App& command) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+std::string suggestion(const std::string& wrong, const std::vector<std::string>& right) {
+  const std::string nearest = nearestWord(wrong, right);
+  return nearest.empty() ? std::string{} : "; did you mean \"" + nearest + "\"?";
+}
+
+std::string nameOf(const CLI::App& command) {
+  return command.get_name() + " --help\"";
+}
+
+// What is wrong with the command line, and where help is to be had.
+std::string sentenceOf(const CLI::ParseError& error, CLI::App& program,
+                       const std::vector<std::string>& words) {
+  if (const std::string wrong = wrongCommand(words); !wrong.empty()) {
+    std::vector<std::string> names;
+    for (const Command& row : commands()) names.emplace_back(row.name);
+    return "there is no command \"" + wrong + "\"" + suggestion(wrong, names) +
+           " (\"nimbolspctl --help\" lists them)";
+  }
+  const std::vector<CLI::App*> chosen = program.get_subcommands();
+  if (chosen.empty()) return std::string(error.what()) + " (\"nimbolspctl --help\")";
+  const CLI::App& command = *chosen.front();
+  for (const std::string& word : program.remaining(true)) {
+    if (!word.starts_with("--")) continue;
+    const std::string name = word.substr(0, word.find('='));
+    return "\"" + command.get_name() + "\" has no option " + name + suggestion(name, optionNames(command)) +
+           " (\"nimbolspctl " + nameOf(command) + ")";
+  }
+  return std::string(error.what()) + " (\"nimbolspctl " + nameOf(command) + ")";
+}
+
+int run(const std::vector<std::string>& words) {
   CLI::App program{
-      "Companion of the Nimbo Web Client Load Sharing Process: simulated servers to poll, and a\n"
-      "simulated front end.",
+      "Companion of the Nimbo Web Client Load Sharing Process: shows what the service will do, what it\n"
+      "does and what is wrong, and plays its neighbours.",
       "nimbolspctl"};
-  program.set_version_flag("--version", "nimbolspctl " NIMBOLSP_VERSION);
+  program.set_version_flag("--version", kVersion);
   program.require_subcommand(1);
   program.footer("\"nimbolspctl COMMAND --help\" tells the options and the exit statuses of a command.");
   std::vector<Declared> declared;
   for (const Command& command : commands()) {
     CLI::App* options = program.add_subcommand(command.name, command.help);
+    options->set_version_flag("--version", kVersion);
     declared.push_back({options, command.declare(*options)});
   }
   try {
-    program.parse(argc, argv);
+    program.parse(
+        std::vector<std::string>(words.rbegin(), words.rend()));  // the parser wants the last one first
     for (const Declared& command : declared) {
       if (command.options->parsed()) return command.run();
     }
     return kWrongCommandLine;  // the parser wants a command
+  } catch (const CLI::Success& asked) {
+    return program.exit(asked);  // --help, --version
   } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? kDone : kWrongCommandLine;
+    complain(sentenceOf(error, program, words));
+    return kWrongCommandLine;
   } catch (const std::invalid_argument& fault) {
     complain(fault.what());
     return kWrongCommandLine;
@@ -48,12 +106,18 @@ int run(int argc, char** argv) {
 }  // namespace nimbolsp::tools
 
 int main(int argc, char** argv) {
+  using namespace nimbolsp::tools;
   std::signal(SIGPIPE, SIG_IGN);  // a peer that has gone costs nothing
   nimbolsp::openStandardDescriptors();
   try {
-    return nimbolsp::tools::run(argc, argv);
+    const int status = run({argv + std::min(argc, 1), argv + argc});
+    print("");  // what the parser has written is out, or it is told
+    return status;
+  } catch (const OutputFailed& fault) {
+    complain(std::string("standard output cannot be written: ") + fault.what());
+    return kOutputFailed;
   } catch (const std::exception& error) {
-    nimbolsp::tools::complain(error.what());
-    return nimbolsp::tools::kWrongCommandLine;
+    complain(error.what());
+    return kWrongCommandLine;
   }
 }

@@ -2,16 +2,22 @@
 
 #include <sys/signalfd.h>
 
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <utility>
 
 #include "tools/text_table.h"
 
 namespace nimbolsp::tools {
 
 void print(const std::string& text) {
-  std::fputs(text.c_str(), stdout);
-  std::fflush(stdout);
+  const std::size_t written = std::fwrite(text.data(), 1, text.size(), stdout);
+  if (std::fflush(stdout) != 0 || written != text.size()) throw OutputFailed(std::strerror(errno));
 }
 
 void complain(const std::string& sentence) {
@@ -25,6 +31,17 @@ Descriptor catchStopSignals() {
   sigaddset(&stop, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stop, nullptr);
   return Descriptor(signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+SlowWork::SlowWork(std::string sentence)
+    : teller_([sentence = std::move(sentence)](const std::stop_token& ended) {
+        std::mutex mutex;
+        std::unique_lock hold(mutex);
+        std::condition_variable_any wake;
+        const bool inTime =
+            wake.wait_for(hold, ended, std::chrono::seconds(1), [&] { return ended.stop_requested(); });
+        if (!inTime) complain(sentence);
+      }) {
 }
 
 }  // namespace nimbolsp::tools

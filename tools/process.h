@@ -1,13 +1,20 @@
 // What every command does as a process: it prints, it complains, it ends when it is told to.
 #pragma once
 
+#include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "service/wire/descriptor.h"
 
 namespace nimbolsp::tools {
 
-// Writes to standard output, at once.
+// Standard output could not be written: a full disk, a reader that has gone.
+struct OutputFailed : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Writes to standard output, at once. Throws OutputFailed, which main makes the exit status of.
 void print(const std::string& text);
 
 // Writes a sentence to standard error; bytes that could steer the terminal are made harmless.
@@ -15,5 +22,15 @@ void complain(const std::string& sentence);
 
 // A descriptor that becomes readable with SIGINT or SIGTERM, for all threads that start from now on.
 Descriptor catchStopSignals();
+
+// Work that may take long: when it has not ended after a second, a sentence on standard error says what goes
+// on.
+class SlowWork {
+ public:
+  explicit SlowWork(std::string sentence);
+
+ private:
+  std::jthread teller_;
+};
 
 }  // namespace nimbolsp::tools

@@ -52,7 +52,7 @@ std::string replyWith(std::int32_t loadUsed) {
 
 AskOptions askFor(std::int64_t count, std::int32_t port) {
   // As long as a poll, so that the fake server answers it.
-  return {.pool = std::string(kPollRequestSize - 2, 'p'), .count = count, .port = port};
+  return {.pool = std::string(kPollRequestSize - 2, 'p'), .count = count, .service = {.port = port}};
 }
 
 TEST(ServerOptions, ReadsDescriptionsAndTellsThem) {
@@ -202,7 +202,10 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
     int status;
     const char* told;
   } cases[] = {
-      {"", kWrongCommandLine, "A subcommand is required"},
+      {"", kWrongCommandLine, "nimbolspctl: A subcommand is required"},
+      {"smulate", kWrongCommandLine, "did you mean \"simulate\"?"},
+      {"ask p --hots 1", kWrongCommandLine, "\"ask\" has no option --hots; did you mean \"--host\"?"},
+      {"ask --help >/dev/full", kOutputFailed, "standard output cannot be written: No space left"},
       {"--version", kDone, "nimbolspctl "},
       {"simulate", kWrongCommandLine, "--server is required"},
       {"simulate --server 0,used", kWrongCommandLine, "nimbolspctl: --server 0,used: used is a number"},
@@ -214,7 +217,8 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
       {"simulate --server 0 --count 300 --for 0", kDone, "ready\n"},
       {"ask p --host localhost", kWrongCommandLine, "is no IPv4 address"},
       {"ask p --profile none", kWrongCommandLine, "none cannot be read"},
-      {"ask p --profile /dev/null", kWrongCommandLine, "has no Port in section [Setup]"},
+      {"ask p --profile /dev/null", kWrongCommandLine, "/dev/null is no ordinary file"},
+      {"ask p --profile output", kWrongCommandLine, "output has no Port in section [Setup]"},
       {asked, 1, "      1  100.0%  (no server)\n"},
       {"ask --port 1 " + std::string(256, 'p'), kWrongCommandLine, "a pool's name has at most 255 bytes"},
       {asked + "--plain --profile " + profile + "; echo $?", kDone, "1 (no server)\n1\n"},

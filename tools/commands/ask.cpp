@@ -1,17 +1,14 @@
 // "ask": acts as a front end, and shows who answered how often.
-#include <arpa/inet.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
-#include "service/settings.h"
 #include "service/wire/request_protocol.h"
 #include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/service_options.h"
 #include "tools/front_end.h"
 #include "tools/process.h"
 
@@ -26,37 +23,24 @@ constexpr std::int32_t kMaximumClients = 1000;
 const char* const kStatuses =
     R"(Bytes that are no printable ASCII characters are shown as \xHH, a backslash as \\. SIGINT and SIGTERM end it;
 what was answered until then is shown.
-Exit status: 0 every request was answered with a server, 1 at least one was answered with no server, 2 the
+Exit status: 0 every request was answered with a server, 1 at least one was answered with no server, 64 the
 command line is wrong or the profile has no port, 3 the service could not be reached or broke off (what was
 answered until then is shown).)";
 
 struct Line {
   AskOptions options;
-  std::string profile = "nimbolsp.ini";
+  ServiceOptions service;
   std::int64_t interval = 0;
   bool plain = false;
 };
-
-// The port of the service whose profile this is. A name without a folder gets one, for some names alone stand
-// for the layer's own profile.
-std::int32_t portOfProfile(const std::string& profile) {
-  if (access(profile.c_str(), R_OK) != 0) {
-    throw std::invalid_argument(profile + " cannot be read: give --port or --profile");
-  }
-  Settings found;
-  found.profilePath = profile.find('/') == std::string::npos ? "./" + profile : profile;
-  setSettings(found);
-  const std::int32_t port = readServicePort();
-  if (port == 0) throw std::invalid_argument(profile + " has no Port in section [Setup]");
-  return port;
-}
 
 int run(Line& line) {
   AskOptions& options = line.options;
   if (options.pool.size() > kMaximumBodySize) {
     throw std::invalid_argument("a pool's name has at most " + std::to_string(kMaximumBodySize) + " bytes");
   }
-  if (options.port == 0) options.port = portOfProfile(line.profile);
+  options.service = line.service.resolved();
+  options.timeout = line.service.timeout();
   options.interval = std::chrono::milliseconds(line.interval);
   const Descriptor stop = catchStopSignals();
   const AskOutcome outcome = ask(options, stop.number());
@@ -73,22 +57,6 @@ int run(Line& line) {
   return answers.withoutServer() > 0 ? kNoServerAnswered : kDone;
 }
 
-void addAddressOptions(CLI::App& command, Line& line) {
-  command.add_option("--host", line.options.host, "The service's address, dotted (default 127.0.0.1)")
-      ->type_name("ADDRESS")
-      ->check([](const std::string& host) {
-        in_addr address{};
-        return inet_pton(AF_INET, host.c_str(), &address) == 1 ? "" : "\"" + host + "\" is no IPv4 address";
-      });
-  CLI::Option* port = command.add_option("--port", line.options.port, "The service's port");
-  port->type_name("PORT")->check(between(1, 65535));
-  command
-      .add_option("--profile", line.profile,
-                  "The service's profile, to read the port from (default nimbolsp.ini)")
-      ->type_name("FILE")
-      ->excludes(port);
-}
-
 }  // namespace
 
 Runner declareAsk(CLI::App& command) {
@@ -99,7 +67,7 @@ Runner declareAsk(CLI::App& command) {
   command.add_option("-n,--count", line->options.count, "Ask so often (default 1); 0: until stopped")
       ->type_name("COUNT")
       ->check(between(std::int64_t{0}, INT64_MAX));
-  addAddressOptions(command, *line);
+  addServiceOptions(command, line->service);
   command.add_flag("--visit", line->options.visit,
                    "After each answer connect to the server and close, as a request\n"
                    "that is brought there; an answer without address means 127.0.0.1");

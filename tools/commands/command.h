@@ -12,7 +12,8 @@ namespace nimbolsp::tools {
 
 // Exit statuses that mean the same in every command. Each has more of its own, which its help tells.
 inline constexpr int kDone = 0;
-inline constexpr int kWrongCommandLine = 2;
+inline constexpr int kWrongCommandLine = 64;  // EX_USAGE of sysexits
+inline constexpr int kOutputFailed = 74;      // EX_IOERR: standard output could not be written
 
 // Runs a command by the options that were parsed. Returns the exit status; throws std::invalid_argument with
 // a sentence where options do not go together.

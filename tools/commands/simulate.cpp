@@ -27,7 +27,7 @@ constexpr double kLongestRun = 1e9;  // seconds
 const char* const kStatuses =
     R"(Prints a line for every server, "127.0.0.1:PORT DESCRIPTION", then "ready"; at the end a table. SIGINT and
 SIGTERM end it.
-Exit status: 0 done, 1 a port could not be bound, 2 the command line is wrong.)";
+Exit status: 0 done, 1 a port could not be bound, 64 the command line is wrong.)";
 
 struct Line {
   std::vector<std::string> descriptions;

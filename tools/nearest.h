@@ -1,0 +1,14 @@
+// "Did you mean": the nearest of the right words to a wrong one. Pure.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace nimbolsp::tools {
+
+// The candidate with the fewest letters to change, add, leave out or swap, whatever their case; of equals the
+// first. Empty when none is near: more than a third of the longer word would have to change.
+std::string nearestWord(std::string_view wrong, const std::vector<std::string>& candidates);
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,218 @@
+#include "tools/polling/poll_round.h"
+
+#include <netinet/in.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "service/wire/addresses.h"
+#include "service/wire/descriptor.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kSideBySide = 512;
+constexpr std::uint64_t kStopMark = UINT64_MAX;
+
+// One poll under way.
+struct Exchange {
+  Descriptor socket;
+  std::size_t server = 0;
+  Clock::time_point start;
+  std::size_t sent = 0;
+  std::size_t received = 0;
+  PollReply reply{};
+};
+
+// A connection to a port that nobody listens on may come from that very port.
+bool isConnectedToItself(int descriptor) {
+  sockaddr_in local{};
+  sockaddr_in peer{};
+  socklen_t localSize = sizeof local;
+  socklen_t peerSize = sizeof peer;
+  return getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &localSize) == 0 &&
+         getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &peerSize) == 0 &&
+         local.sin_port == peer.sin_port && local.sin_addr.s_addr == peer.sin_addr.s_addr;
+}
+
+class Round {
+ public:
+  Round(std::span<const ServerEndpoint> servers, std::chrono::milliseconds timeout, int stopDescriptor)
+      : servers_(servers), timeout_(timeout), results_(servers.size()), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
+    exchanges_.resize(std::min(servers.size(), kSideBySide));
+    epoll_event stop{EPOLLIN, {.u64 = kStopMark}};
+    if (stopDescriptor >= 0) epoll_ctl(epoll_.number(), EPOLL_CTL_ADD, stopDescriptor, &stop);
+  }
+
+  std::vector<PollResult> run() {
+    while (!stopped_) {
+      fill();
+      if (underWay_ == 0) break;
+      waitAndStep();
+      endLateOnes();
+    }
+    return std::move(results_);
+  }
+
+ private:
+  // Starts polls in the free places.
+  void fill() {
+    for (std::size_t place = 0; place < exchanges_.size() && next_ < servers_.size(); ++place) {
+      while (exchanges_[place].socket.number() < 0 && next_ < servers_.size()) {
+        if (!start(place)) return;
+      }
+    }
+  }
+
+  // False when there is no descriptor for one more just now.
+  bool start(std::size_t place) {
+    Exchange& exchange = exchanges_[place];
+    exchange = {};
+    exchange.socket.replace(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (exchange.socket.number() < 0) {
+      if (underWay_ == 0) results_[next_++] = {PollEnd::kNotConnected, errno, {}, {}};
+      return underWay_ == 0;
+    }
+    exchange.server = next_++;
+    exchange.start = Clock::now();
+    ++underWay_;
+    const ServerEndpoint& server = servers_[exchange.server];
+    const std::uint32_t address = server.ipAddress != 0 ? server.ipAddress : htonl(INADDR_LOOPBACK);
+    const sockaddr_in peer = addressOf(address, server.port);
+    const int descriptor = exchange.socket.number();
+    if (connect(descriptor, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0 &&
+        errno != EINPROGRESS) {
+      finish(exchange, PollEnd::kNotConnected, errno);
+      return true;
+    }
+    epoll_event wanted{EPOLLIN | EPOLLOUT, {.u64 = place}};
+    if (epoll_ctl(epoll_.number(), EPOLL_CTL_ADD, descriptor, &wanted) != 0) {
+      finish(exchange, PollEnd::kNotConnected, errno);
+    }
+    return true;
+  }
+
+  void waitAndStep() {
+    epoll_event events[64];
+    const int count = epoll_wait(epoll_.number(), events, std::size(events), waitTime());
+    for (int i = 0; i < count; ++i) {
+      if (events[i].data.u64 == kStopMark) {
+        stopped_ = true;
+      } else if (Exchange& exchange = exchanges_[events[i].data.u64]; exchange.socket.number() >= 0) {
+        step(exchange, static_cast<std::size_t>(events[i].data.u64));
+      }
+    }
+  }
+
+  int waitTime() const {
+    Clock::time_point earliest = Clock::time_point::max();
+    for (const Exchange& exchange : exchanges_) {
+      if (exchange.socket.number() >= 0) earliest = std::min(earliest, exchange.start);
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(earliest + timeout_ - Clock::now());
+    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT32_MAX));
+  }
+
+  void step(Exchange& exchange, std::size_t place) {
+    if (exchange.sent == 0 && !hasConnected(exchange)) return;
+    if (exchange.sent < request_.size()) {
+      sendMore(exchange, place);
+    } else {
+      receiveMore(exchange);
+    }
+  }
+
+  // False when the connect failed, which ends the poll.
+  bool hasConnected(Exchange& exchange) {
+    int error = 0;
+    socklen_t size = sizeof error;
+    getsockopt(exchange.socket.number(), SOL_SOCKET, SO_ERROR, &error, &size);
+    if (error == 0 && isConnectedToItself(exchange.socket.number())) error = ECONNREFUSED;
+    if (error != 0) finish(exchange, PollEnd::kNotConnected, error);
+    return error == 0;
+  }
+
+  void sendMore(Exchange& exchange, std::size_t place) {
+    const ssize_t sent = send(exchange.socket.number(), request_.data() + exchange.sent,
+                              request_.size() - exchange.sent, MSG_NOSIGNAL);
+    if (sent < 0) {
+      if (errno != EAGAIN) finish(exchange, PollEnd::kNoReply, errno);
+      return;
+    }
+    exchange.sent += static_cast<std::size_t>(sent);
+    if (exchange.sent < request_.size()) return;
+    epoll_event wanted{EPOLLIN, {.u64 = place}};
+    epoll_ctl(epoll_.number(), EPOLL_CTL_MOD, exchange.socket.number(), &wanted);
+  }
+
+  void receiveMore(Exchange& exchange) {
+    const ssize_t received = recv(exchange.socket.number(), exchange.reply.data() + exchange.received,
+                                  exchange.reply.size() - exchange.received, 0);
+    if (received < 0 && errno == EAGAIN) return;
+    if (received <= 0) return finish(exchange, PollEnd::kNoReply, received < 0 ? errno : 0);
+    exchange.received += static_cast<std::size_t>(received);
+    if (exchange.received == exchange.reply.size()) finish(exchange, PollEnd::kAnswered, 0);
+  }
+
+  void endLateOnes() {
+    const Clock::time_point now = Clock::now();
+    for (Exchange& exchange : exchanges_) {
+      if (exchange.socket.number() >= 0 && now - exchange.start >= timeout_) {
+        finish(exchange, PollEnd::kTimedOut, 0);
+      }
+    }
+  }
+
+  void finish(Exchange& exchange, PollEnd end, int error) {
+    PollResult& result = results_[exchange.server];
+    result.end = end;
+    result.error = error;
+    result.took = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - exchange.start);
+    if (end == PollEnd::kAnswered) {
+      result.statistics = decodePollReply(exchange.reply);
+      shutdown(exchange.socket.number(), SHUT_RDWR);
+    }
+    exchange.socket.close();
+    --underWay_;
+  }
+
+  const std::span<const ServerEndpoint> servers_;
+  const std::chrono::milliseconds timeout_;
+  const PollRequest request_ = encodePollRequest();
+  std::vector<PollResult> results_;
+  Descriptor epoll_;
+  std::vector<Exchange> exchanges_;  // places; one without a socket is free
+  std::size_t next_ = 0;             // the server whose poll starts next
+  std::size_t underWay_ = 0;
+  bool stopped_ = false;
+};
+
+}  // namespace
+
+std::string describe(const PollResult& result, std::chrono::milliseconds timeout) {
+  switch (result.end) {
+    case PollEnd::kAnswered:
+      return "answered";
+    case PollEnd::kTimedOut:
+      return "no answer within " + std::to_string(timeout.count()) + " ms";
+    case PollEnd::kInterrupted:
+      return "not polled";
+    case PollEnd::kNoReply:
+      return result.error == 0 ? "closed before the whole reply" : std::strerror(result.error);
+    default:
+      return std::strerror(result.error);
+  }
+}
+
+std::vector<PollResult> pollServers(std::span<const ServerEndpoint> servers,
+                                    std::chrono::milliseconds timeout, int stopDescriptor) {
+  return Round(servers, timeout, stopDescriptor).run();
+}
+
+}  // namespace nimbolsp::tools
