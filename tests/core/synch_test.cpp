@@ -115,6 +115,8 @@ TEST_F(Synch, AThreadOutlivesItsHandle) {
   }));
   EXPECT_TRUE(CloseHandle(thread) && ReleaseSemaphore(semaphore_, 1, nullptr));
   waiter.join();
+  EXPECT_TRUE(CloseHandle(start(routine, semaphore_, &id)) && ReleaseSemaphore(semaphore_, 1, nullptr));
+  EXPECT_EQ(pthread_join(id, nullptr), 0) << "a joinable one stays so";
 }
 
 // Threads that pass one place around: whoever waits inside the guard stops them all. Signals break no wait.

@@ -86,8 +86,10 @@ TEST(Environment, ReadsWhatFitsAndTellsAMissingVariableAlone) {
     const DWORD length = GetEnvironmentVariable(name, size == 0 ? nullptr : buffer.data(), size);
     return std::to_string(length) + " " + buffer.c_str() + " " + std::to_string(GetLastError());
   };
+  SetLastError(-1);
   EXPECT_TRUE(SetEnvironmentVariable("NIMBOXI_TEST", "12345"));
   EXPECT_FALSE(SetEnvironmentVariable(nullptr, "12345") || SetEnvironmentVariable("a=b", ""));
+  EXPECT_EQ(GetLastError(), -1) << "left alone";
   for (const DWORD size : {0u, 5u}) EXPECT_EQ(get("NIMBOXI_TEST", size), "6 ....... 0");
   EXPECT_EQ(get("NIMBOXI_TEST", 6), "5 12345 0");
   EXPECT_TRUE(SetEnvironmentVariable("NIMBOXI_TEST", nullptr));
