@@ -23,13 +23,11 @@ constinit LayerState layerState;
 
 namespace {
 
-constexpr char kProfileName[] = "/nimboxi.ini";
-
 // NIMBOXIDIR names the directory of the layer profile; one that is too long counts as not set.
 void takeProfileDirectory() {
-  char path[MAX_PATH_BYTES + sizeof kProfileName] = "";
+  char path[MAX_PATH_BYTES + sizeof kLayerProfileName] = "";
   GetEnvironmentVariable("NIMBOXIDIR", path, MAX_PATH_BYTES);
-  if (path[0] != '\0') setLayerProfilePath(lstrcat(path, kProfileName));
+  if (path[0] != '\0') setLayerProfilePath(lstrcat(lstrcat(path, "/"), kLayerProfileName));
 }
 
 void keepProgramPath(const char* programPath) NIMBOXI_REQUIRES(layerGuard) {

@@ -10,8 +10,6 @@
 namespace nimboxi {
 namespace {
 
-constexpr const char* kLayerProfileName = "nimboxi.ini";
-
 // Room for the longest path of a folder, a slash and the name. Empty until it is known.
 char layerPath[MAX_PATH_BYTES + 16] NIMBOXI_GUARDED_BY(layerGuard);
 

@@ -7,7 +7,8 @@
 
 namespace nimboxi {
 
-// A name that stands for the layer profile in a profile call, besides its own.
+// The layer profile's own name, and the other one that stands for it in a profile call.
+inline constexpr char kLayerProfileName[] = "nimboxi.ini";
 inline constexpr const char* kLayerProfileAlias = "win.ini";
 
 // Sets the full path of the layer profile, which NIMBOXIDIR and the name are not too long for. Called by

@@ -1,4 +1,4 @@
-// Tick count, sleep, processor information, host and user names, the layer's version.
+// Processor information, host and user names, the layer's version.
 #include "compat/services/system/information.h"
 
 #include <unistd.h>
@@ -59,16 +59,7 @@ bool nextLine(std::FILE* list, char (&line)[kLineSize]) {
   return true;
 }
 
-SystemInfo gatherSystemInfo() {
-  std::FILE* list = std::fopen("/proc/cpuinfo", "re");
-  if (list == nullptr) return {};
-  const SystemInfo info = readProcessorList(list, static_cast<DWORD>(sysconf(_SC_NPROCESSORS_ONLN)));
-  std::fclose(list);
-  return info;
-}
-
-}  // namespace
-
+// Takes what one line of a processor list tells.
 void readProcessorLine(const char* line, DWORD processorsOnline, SystemInfo* info) {
   const char* value = std::strchr(line, ':');
   if (value == nullptr) return;
@@ -84,6 +75,16 @@ void readProcessorLine(const char* line, DWORD processorsOnline, SystemInfo* inf
     if (end != value) info->processorRevision = static_cast<WORD>(stepping);
   }
 }
+
+SystemInfo gatherSystemInfo() {
+  std::FILE* list = std::fopen("/proc/cpuinfo", "re");
+  if (list == nullptr) return {};
+  const SystemInfo info = readProcessorList(list, static_cast<DWORD>(sysconf(_SC_NPROCESSORS_ONLN)));
+  std::fclose(list);
+  return info;
+}
+
+}  // namespace
 
 SystemInfo readProcessorList(std::FILE* list, DWORD processorsOnline) {
   SystemInfo info{};

@@ -52,6 +52,7 @@ constexpr std::uint16_t kTypographic[32] = {
     0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x00BF, 0x017E, 0x0178,  // 0x98
 };
 
+// The Unicode value of a Windows-1252 byte; U+00BF for the five bytes that the code page leaves undefined.
 constexpr std::uint16_t unicodeOf(std::uint8_t byte) {
   return byte >= 0x80 && byte <= 0x9F ? kTypographic[byte - 0x80] : byte;
 }
@@ -95,6 +96,15 @@ char* putUtf8(char* out, std::uint32_t codePoint) {
   return out;
 }
 
+// The Windows-1252 byte of a code point; kReplacement when there is none.
+std::uint8_t ansiOfUnicode(std::uint32_t codePoint) {
+  if (codePoint < kReverseTable.size()) return kReverseTable[codePoint];
+  for (unsigned i = 0; i < std::size(kTypographic); ++i) {
+    if (kTypographic[i] == codePoint) return static_cast<std::uint8_t>(0x80 + i);
+  }
+  return kReplacement;
+}
+
 // Reads the character at `*source` and moves `*source` behind it.
 std::uint32_t nextCodePoint(const char** source) {
   std::uint32_t codePoint;
@@ -111,18 +121,6 @@ std::uint8_t toUpperAnsi(std::uint8_t byte) {
 
 std::uint8_t toLowerAnsi(std::uint8_t byte) {
   return LowerCaseTable[byte];
-}
-
-std::uint16_t unicodeOfAnsi(std::uint8_t byte) {
-  return unicodeOf(byte);
-}
-
-std::uint8_t ansiOfUnicode(std::uint32_t codePoint) {
-  if (codePoint < kReverseTable.size()) return kReverseTable[codePoint];
-  for (unsigned i = 0; i < std::size(kTypographic); ++i) {
-    if (kTypographic[i] == codePoint) return static_cast<std::uint8_t>(0x80 + i);
-  }
-  return kReplacement;
 }
 
 }  // namespace nimboxi
@@ -178,7 +176,7 @@ int32_t Utf8ToUtf32(const char* source, uint32_t* destination) {
 int32_t AnsiToUtf8(const char* source, char* destination) {
   char* out = destination;
   for (; source != nullptr && *source != '\0'; ++source) {
-    out = putUtf8(out, unicodeOfAnsi(static_cast<std::uint8_t>(*source)));
+    out = putUtf8(out, unicodeOf(static_cast<std::uint8_t>(*source)));
   }
   *out = '\0';
   return static_cast<std::int32_t>(out - destination);
