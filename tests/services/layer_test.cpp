@@ -10,6 +10,7 @@
 #include "compat/services/layer/startup.h"
 #include "compat/services/profile/profile_path.h"
 #include "nimboxi/errors.h"
+#include "nimboxi/files.h"
 #include "nimboxi/system.h"
 #include "nimboxi/text.h"
 #include "tests/support/started_layer.h"
@@ -48,6 +49,8 @@ TEST(LayerStartup, NeedsNoThreadKeys) {
   };
   std::thread(use).join();
   use();
+  const auto file = [&layer](const char* name) { return layer.folder().file(name); };
+  EXPECT_TRUE(CopyFile(file("nimboxi.ini").c_str(), file("copy").c_str(), TRUE)) << "nothing is in its way";
   for (const pthread_key_t key : keys) pthread_key_delete(key);
 }
 

@@ -1,6 +1,7 @@
 // Copying a whole file by way of two file handles, which it owns while it runs.
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdio>
 
 #include "compat/core/call_guard.h"
@@ -13,10 +14,11 @@ namespace {
 
 constexpr DWORD kPieceBytes = 65536;
 
-// Whether something stands there, also what cannot be opened. For that its last error is what counts.
+// Whether something stands there, also what cannot be opened. errno says it also where no last error is kept.
 bool standsInTheWay(const char* newName) {
+  if (newName == nullptr) return false;
   const OpenFile present(newName, GENERIC_READ, OPEN_EXISTING);
-  return present.isOpen() || GetLastError() != ERROR_FILE_NOT_FOUND;
+  return present.isOpen() || errno != ENOENT;
 }
 
 bool isFileOf(const OpenFile& open, const char* name) {

@@ -76,7 +76,7 @@ FileContents ReadProfileFile(const char* path) {
   FileContents contents;
   std::int64_t size = 0;
   if (!file.isOpen()) {
-    contents.complete = GetLastError() == ERROR_FILE_NOT_FOUND;
+    contents.complete = false;
   } else if (GetFileSizeEx(file.handle(), &size) && size > 0) {
     contents = readContents(file.handle(), size);
   }
@@ -129,8 +129,7 @@ BOOL changeFile(const LockedFile& file, const NewLine& line) {
 }
 
 bool put(HANDLE file, std::string_view bytes) {
-  DWORD written;
-  return bytes.empty() || WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written);
+  return bytes.empty() || WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), nullptr);
 }
 
 // Writes the whole text to what is no ordinary file: a port, a pipe.
