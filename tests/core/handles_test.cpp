@@ -84,6 +84,8 @@ TEST_F(Handles, OpenAsTheDispositionSays) {
   EXPECT_EQ(opened("old", OPEN_EXISTING, GENERIC_READ), "0  old");
   EXPECT_EQ(opened("old", CREATE_ALWAYS, GENERIC_READ), "0 w N");
   EXPECT_EQ(opened("new", OPEN_ALWAYS, GENERIC_READ), "2 w N") << "made anew for reading, it is for writing";
+  std::filesystem::create_symlink("new", "link");
+  EXPECT_EQ(opened("link", OPEN_ALWAYS), "2 wr N") << "made where the link leads";
   EXPECT_EQ(opened("new", CREATE_NEW), "2 wr N") << "what was looked for stays the last error";
   EXPECT_EQ(opened(".x", CREATE_NEW), "80  old") << "also what a search hides";
   EXPECT_EQ(opened("COM6", CREATE_NEW), "80  ") << "the device is there";

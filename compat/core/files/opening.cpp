@@ -29,7 +29,7 @@ std::FILE* openStream(const char* name, char kind, bool exclusive, DWORD access)
   return std::fopen(name, mode);
 }
 
-// Opens a file. Null with the last error set.
+// Opens a file. Null with the last error set, and errno as the last attempt left it.
 std::FILE* openFile(const char* name, DWORD access, DWORD disposition) {
   const bool anew = disposition == CREATE_NEW || disposition == CREATE_ALWAYS;
   // A new file is created exclusively: the search that looked for it before does not see every name.
@@ -38,7 +38,10 @@ std::FILE* openFile(const char* name, DWORD access, DWORD disposition) {
   const bool isMissing = errno == ENOENT;  // the last error may not be kept: no thread key was left
   SetLastErrorFromErrno();
   if (disposition != OPEN_ALWAYS || !isMissing) return nullptr;
-  stream = openStream(name, 'w', false, access);
+  // Exclusively: what another process has made since keeps its contents, and is opened as it stands.
+  stream = openStream(name, 'w', true, access);
+  if (stream == nullptr && errno == EEXIST) stream = openStream(name, 'r', false, access);
+  if (stream == nullptr && errno == ENOENT) stream = openStream(name, 'w', false, access);  // a dangling link
   if (stream == nullptr) SetLastErrorFromErrno();
   return stream;
 }
@@ -49,6 +52,7 @@ std::FILE* openDevice(const char* path) {
   // Required(device-zero): 0, not -1, is the failed open of a device; -1 fails in fdopen below.
   if (descriptor == 0) {
     close(descriptor);
+    errno = EBADF;
     return fail<std::FILE*>(ERROR_GEN_FAILURE);
   }
   std::FILE* stream = fdopen(descriptor, "r+");
