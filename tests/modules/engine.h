@@ -9,6 +9,7 @@ using CallArguments = std::array<intptr_t, 4>;
 
 struct EngineCalls {
   char order[32] = {};      // loaded, unloaded: L, U; attach, detach: A, D; load, free: l, f; "." another
+  bool freesItself = false;  // when it is being unloaded
   CallArguments last = {};  // of DllMain (module, reason, load, 0) or the resource function
 };
 

@@ -1,6 +1,7 @@
 // Modules and resources: names, loading and unloading, binding, and what a resource function is asked.
 #include "compat/services/modules/modules.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -50,6 +51,11 @@ TEST(Modules, NamesOfALibraryCountTogetherAndTheLastFreeDetachesThenUnloads) {
   EXPECT_EQ(clean(FreeLibrary(engine)), 0);
   EXPECT_EQ(FreeLibrary(loadEngine(&calls)), 1);
   EXPECT_STREQ(calls.order, "LU") << "nobody used its resources";
+  void* kept = dlopen((kEngine + ".so").c_str(), RTLD_LAZY);  // its code, until it has come back
+  engine = loadEngine(&calls);
+  calls.freesItself = true;
+  EXPECT_EQ(clean(FreeLibrary(engine)) + dlclose(kept), 1);
+  EXPECT_STREQ(calls.order, "LUU");
   EXPECT_EQ(GetModuleHandle(NIMBOLSP_TEST_MODULES "/plain"), plain);
   EXPECT_EQ(FreeLibrary(plain) + FreeLibrary(MAIN_MODULE_HANDLE) + FreeLibrary(MAIN_MODULE_HANDLE), 2);
 }

@@ -52,7 +52,7 @@ void* GetProcAddress(HMODULE module, const char* symbol);
 
 // The module with a name as LoadLibrary takes it, or 0. A relative name counts from the directory of the
 // layer profile. A module that was loaded by a name without a directory is found by it in any directory; one
-// that was loaded by a relative name with a directory is never found.
+// that was loaded by a relative name with a directory is never found. Last error: 8 without memory.
 HMODULE GetModuleHandle(const char* name);
 
 // Copies the module's name: the program path as the command line had it, or the library name that was loaded.

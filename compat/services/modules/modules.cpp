@@ -126,8 +126,11 @@ BOOL FreeLibrary(HMODULE module) {
   if (record == nullptr) return FALSE;
   if (layerSettings.noFreeLib) return TRUE;
   if (record->refCount == 1 && module != MAIN_MODULE_HANDLE) {
+    const std::uint64_t serial = record->serial;
     if (record->resourceFunction != nullptr) record->resourceFunction(RESOURCE_DETACH, 0, 0, 0);
     callEntry(module, kReasonUnload);
+    record = findModuleBySerial(serial);
+    if (record == nullptr) return TRUE;  // it has freed itself in there
   }
   if (--record->refCount == 0) unload(record);
   return TRUE;
@@ -149,6 +152,6 @@ HMODULE GetModuleHandle(const char* name) {
     const ModuleRecord* record = FindModuleByName(name);
     return record == nullptr ? nullptr : record->handle;
   } catch (const std::bad_alloc&) {
-    return nullptr;
+    return fail<HMODULE>(ERROR_NOT_ENOUGH_MEMORY);
   }
 }
