@@ -25,7 +25,8 @@ struct ListedState {
 
 std::atomic<ListedState*> allStates{nullptr};
 
-// Constant after LayerStartup. 0 means not created yet.
+// Constant after LayerStartup. 0 means not created yet, kNoKey that the system had none left.
+constexpr DWORD kNoKey = 0xFFFFFFFF;
 DWORD errorStateKey = 0;
 
 // What all threads share until there is a key; only one thread runs then.
@@ -41,12 +42,14 @@ void keepReachable(ListedState* listed) {
 // The record to read: null when the thread has none. Reading never creates one.
 ThreadLayerState* findState() {
   if (errorStateKey == 0) return &processState;
+  if (errorStateKey == kNoKey) return nullptr;
   return static_cast<ThreadLayerState*>(GetThreadValue(errorStateKey));
 }
 
 // The record to write, created on the thread's first write; null without memory or without a key.
 ThreadLayerState* findOrCreateState() {
   if (ThreadLayerState* state = findState()) return state;
+  if (errorStateKey == kNoKey) return nullptr;
   auto* listed = static_cast<ListedState*>(std::calloc(1, sizeof(ListedState)));
   if (listed == nullptr) return nullptr;
   SetThreadValue(errorStateKey, &listed->state);
@@ -61,7 +64,7 @@ ThreadLayerState* findOrCreateState() {
 }  // namespace
 
 void createErrorStateKey() {
-  if (errorStateKey == 0) errorStateKey = CreateThreadKey();
+  if (errorStateKey == 0 || errorStateKey == kNoKey) errorStateKey = CreateThreadKey();
   std::free(processState.errorText);
   processState.errorText = nullptr;
 }
