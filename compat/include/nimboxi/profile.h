@@ -35,9 +35,9 @@ DWORD GetProfileSection(const char* section, char* buffer, DWORD size);
 // the program itself holds on the file end. Other processes that set keys of the file meanwhile wait, by an
 // advisory lock (flock) on it; after two seconds they go on without. Returns TRUE when the line is written;
 // FALSE, with the file as it was, when it cannot be opened, read to its end or written, as on a full disk:
-// last error 0, else mapped from errno, 8 without memory. For a name that means a port (nimboxi/ports.h) or
-// no ordinary file the whole text is written to that; TRUE then when the end of the key's line could be
-// handed over.
+// last error 0, else mapped from errno, 8 without memory. A missing file that could be made stays behind
+// empty. For a name that means a port (nimboxi/ports.h) or no ordinary file the whole text is written to
+// that; TRUE then when the end of the key's line could be handed over.
 BOOL WritePrivateProfileString(const char* section, const char* key, const char* value, const char* fileName);
 BOOL WriteProfileString(const char* section, const char* key, const char* value);
 }
