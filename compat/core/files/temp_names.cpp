@@ -1,4 +1,6 @@
 // The folder and the names of temporary files.
+#include <sys/stat.h>
+
 #include <optional>
 
 #include "compat/core/call_guard.h"
@@ -45,7 +47,8 @@ DWORD GetTempFileName(const char* directory, const char* prefix, DWORD /*unique*
     return fail<DWORD>(ERROR_FILE_NOT_FOUND);
   char path[MAX_PATH_BYTES];  // the caller's buffer may hold the directory
   const auto isTaken = [&](WORD number) {
-    return buildTempName(directory, prefix, number, path) && FileExists(path);
+    struct stat status;  // asked too: it needs no descriptor, and no right to read the directory
+    return buildTempName(directory, prefix, number, path) && (lstat(path, &status) == 0 || FileExists(path));
   };
   const auto first = static_cast<WORD>(GetTickCount());
   const bool fits = buildTempName(directory, prefix, first, path);

@@ -5,6 +5,7 @@
 #include "nimboxi/finding.h"
 #include "tests/core/core_test.h"
 #include "tests/support/eventually.h"
+#include "tests/support/resource_limit.h"
 
 using namespace nimboxi;
 namespace fs = std::filesystem;
@@ -98,6 +99,7 @@ TEST_F(ByName, ATemporaryNameIsFree) {
   EXPECT_EQ(firstFreeNumber(65535, [](WORD number) { return number != 2; }), 2);
   EXPECT_EQ(firstFreeNumber(7, [](WORD) { return true; }), std::nullopt);
   for (int i = 0; i < 50; ++i) {  // many in one tick
+    const ResourceLimit descriptors(RLIMIT_NOFILE, ResourceLimit::descriptors(i < 25 ? 9 : 0));
     const DWORD number = GetTempFileName(strcpy(buffer, "."), "wexec", 9, buffer);
     EXPECT_EQ(GetLastError(), 0);
     EXPECT_TRUE(fs::create_directory(buffer)) << "neither taken nor created";

@@ -7,6 +7,11 @@
 
 using Names = std::set<std::string>;
 
+static bool strdupFails = false;
+extern "C" char* strdup(const char* text) noexcept {  // in place of the C library's
+  return strdupFails ? nullptr : strndup(text, std::strlen(text));
+}
+
 struct FindFiles : CoreTest {
   // The names that a search finds; `data_` is what it says about the last one.
   Names find(const std::string& pattern) {
@@ -89,4 +94,7 @@ TEST_F(FindFiles, OddNamesAndAFolderThatChangesGiveAnAnswer) {
     return errorOf(FindFirstFile(arguments...) != INVALID_HANDLE_VALUE);
   };
   expectAll(ERROR_FILE_NOT_FOUND, {first("*", nullptr), first(nullptr, &data_), first("loop/*", &data_)});
+  strdupFails = true;
+  expectAll(ERROR_NOT_ENOUGH_MEMORY, {first("*", &data_), first("loop/*", &data_), first("/", &data_)});
+  strdupFails = false;
 }
