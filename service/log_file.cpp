@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <exception>
 #include <new>
 
 #include "service/line_output.h"
@@ -106,9 +107,11 @@ LogWriter::LogWriter() {
   logLock.take();
 }
 
-// The file comes first: it need not wait for the terminal.
+// The file comes first: it need not wait for the terminal. A report that an exception has cut short, for want
+// of memory, is dropped whole: no report is made while another exception is under way.
 LogWriter::~LogWriter() {
   try {
+    if (std::uncaught_exceptions() != 0) forFile_.clear(), forTerminal_.clear();
     if (!forFile_.empty()) writeToLog(forFile_);
     if (!forTerminal_.empty()) outputs().terminal.write(STDOUT_FILENO, forTerminal_);
   } catch (const std::bad_alloc&) {  // the report is lost

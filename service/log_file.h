@@ -20,7 +20,8 @@ void createLogLock();
 // Ends the log. Call when no other thread can report any more.
 void closeLogLock();
 
-// One report of whole lines. Holds the log lock from construction to the end of the scope, which writes it.
+// One report of whole lines. Holds the log lock from construction to the end of the scope, which writes it
+// unless an exception ends the scope.
 class NIMBOXI_SCOPED_CAPABILITY LogWriter {
  public:
   enum Echo { kEcho, kNoEcho };

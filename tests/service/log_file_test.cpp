@@ -105,6 +105,7 @@ TEST_F(LogFileTest, LineBeginsWithTheLocalTimeOfTheZoneOfTheMoment) {
 TEST_F(LogFileTest, TerminalAndLogTellTheSameAndTagsWhatIsKnown) {
   const auto report = [] {
     logText("Load: 37% %s %n");
+    EXPECT_THROW((LogWriter().writeText("cut short"), throw 0), int) << "dropped whole";
     logMessage(7);  // an unknown id is an empty line
     debugLog("not at level 0", 0, 1);
     set(&Settings::runningAsService, true);
