@@ -80,10 +80,10 @@ void pollServer(PoolServer* server) {
 void pollUntilStopped(PoolServer* server) {
   const auto interval = static_cast<std::uint32_t>(server->pool->pollInterval);
   visitToReport("Thread started", server);
-  sleepSeconds(interval);
+  sleepRoundedToSeconds(interval);
   while (!stopPolling) {
     pollServer(server);
-    sleepSeconds(interval);
+    sleepRoundedToSeconds(interval);
   }
   visitToReport("Thread finished", server);
 }
@@ -100,7 +100,7 @@ void* pollServerThread(void* argument) {
 
 bool startPolling(PoolServer* server) {
   ServerPool* pool = server->pool;
-  if (!pool->users.tryUse()) return false;
+  pool->users.use();
   server->thread = startThread(pollServerThread, server);
   if (server->thread == nullptr) letGoOfPool(pool);
   return server->thread != nullptr;

@@ -9,7 +9,7 @@ HANDLE startThread(THREAD_START_ROUTINE routine, void* argument) {
   return CreateThread(nullptr, 0, routine, argument, 0, &identity);
 }
 
-void sleepSeconds(std::uint32_t milliseconds) {
+void sleepRoundedToSeconds(std::uint32_t milliseconds) {
   const auto seconds = static_cast<unsigned int>((std::uint64_t{milliseconds} + 500) / 1000);
   if (seconds != 0) sleep(seconds);
 }

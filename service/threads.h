@@ -11,6 +11,6 @@ namespace nimbolsp {
 HANDLE startThread(THREAD_START_ROUTINE routine, void* argument);
 
 // Sleeps (milliseconds + 500) / 1000 whole seconds: below 500 ms not at all.
-void sleepSeconds(std::uint32_t milliseconds);
+void sleepRoundedToSeconds(std::uint32_t milliseconds);
 
 }  // namespace nimbolsp

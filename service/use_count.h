@@ -12,17 +12,8 @@ class UseCount {
   // Starts the object's life with its owner as the first user. Call only while the count is 0.
   void open() { count_.store(1, std::memory_order_release); }
 
-  // Joins the users. False, and nothing to let go of, when the object is gone.
-  [[nodiscard]] bool tryUse() {
-    std::uint32_t count = count_.load(std::memory_order_acquire);
-    while (count != 0) {
-      if (count_.compare_exchange_weak(count, count + 1, std::memory_order_acquire,
-                                       std::memory_order_acquire)) {
-        return true;
-      }
-    }
-    return false;
-  }
+  // Adds a user. Call as one of the users, who keeps the object alive meanwhile.
+  void use() { count_.fetch_add(1, std::memory_order_relaxed); }
 
   // Leaves the users. True for exactly one caller, the last: it destroys the object.
   [[nodiscard]] bool letGo() { return count_.fetch_sub(1, std::memory_order_acq_rel) == 1; }

@@ -135,7 +135,7 @@ TEST(Sleep, LastsWholeSeconds) {
   for (const std::uint32_t milliseconds : {499U, 500U, 1499U}) {
     sleepers.emplace_back([milliseconds] {
       const auto before = std::chrono::steady_clock::now();
-      sleepSeconds(milliseconds);
+      sleepRoundedToSeconds(milliseconds);
       EXPECT_EQ((std::chrono::steady_clock::now() - before) / std::chrono::seconds(1),
                 milliseconds < 500 ? 0 : 1);
     });
