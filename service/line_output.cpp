@@ -21,7 +21,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kPause{5};  // between two attempts
 
 // Writes to a descriptor without blocking, whose flags are not ours to change: pipes and terminals are opened
-// once more for it, and where that is refused they are asked before every write.
+// once more for it, and where that is refused they are asked before every write. That write blocks in one
+// rare case: another process takes the room between the answer and the write.
 class NonBlockingWriter {
  public:
   explicit NonBlockingWriter(int descriptor) : shared_(descriptor) {

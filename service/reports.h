@@ -17,7 +17,7 @@ std::string stringText(std::uint32_t id);
 // Reports a message by its string id.
 void logMessage(std::uint32_t id) NIMBOXI_EXCLUDES(logLock);
 
-// Reports a text as one line.
+// Reports a text as one line: for what has no string id, which is nothing at present.
 void logText(std::string_view text) NIMBOXI_EXCLUDES(logLock);
 
 // Reports a message by its string id, on the terminal behind the service's title.

@@ -21,7 +21,8 @@ bool isAllocationList(std::int16_t index) {
   return static_cast<std::uint16_t>(index) < kAllocationLists;
 }
 
-// Unlinks an item from a list and returns what followed it; null, and nothing changed, when it is not in it.
+// Unlinks an item from a list and returns what followed it, where a walk over the list would go on; null, and
+// nothing changed, when it is not in it.
 PoolServer* unlinkFromList(PoolServer** head, PoolServer* item) NIMBOXI_REQUIRES(poolGuard) {
   for (PoolServer** link = head; *link != nullptr; link = &(*link)->next) {
     if (*link != item) continue;
@@ -123,7 +124,8 @@ void placeServer(ServerPool* pool, PoolServer* server, std::int16_t list) {
     server->listIndex = list;
     pushToList(&pool->allocationLists[list], server);
   }
-  // A server that has been placed is in a list; the line would tell of a broken record.
+  // Never written, and kept on purpose: a server that has been placed is in a list; the line would tell of a
+  // broken record.
   if (settings().debugLevel != 0 && server->listIndex < 0) {
     debugLog("Server is not allocated", server->ipAddress, server->port);
   }

@@ -111,8 +111,8 @@ ServerPool* findPool(char* name, std::size_t length);
 // Withholds a server from allocation: moves it to the unallocated list. Does nothing for one that is already.
 void markUnavailable(PoolServer* server) NIMBOXI_EXCLUDES(logLock);
 
-// Files a server, withheld until now, into an allocation list, 0 to 9, at its head; one that is there already
-// stays where it is.
+// Makes a server available, and files it into an allocation list, 0 to 9, at its head; one that is there
+// already stays where it is.
 void placeServer(ServerPool* pool, PoolServer* server, std::int16_t list) NIMBOXI_REQUIRES(poolGuard)
     NIMBOXI_EXCLUDES(logLock);
 

@@ -22,6 +22,7 @@ inline constexpr ColourTable kBuiltInColours = {
     16777215, 16777215, 0,        0,       0,        8421376,  15724527, 8421504,  16777215,
     16777215, 16777215, 8388608,  0,       0,        0,        0,        0,        0};
 
+// What nothing here reads is kept for graphical programs: the override, the printing margins, the resolution.
 struct LayerSettings {
   std::uint8_t useOverride = 0;
   std::uint32_t xPrinterMargin = 10;

@@ -1,4 +1,5 @@
-// What stands while the layer is started.
+// What stands while the layer is started. It is kept for the services of graphical programs, which start and
+// end with the layer; nothing here reads it.
 #pragma once
 
 #include "compat/core/call_guard.h"
