@@ -43,21 +43,13 @@ class RequestsTest : public testing::Test {
 };
 
 TEST_F(RequestsTest, AnswerIsTheTextAsConfigured) {
-  const struct {
-    const char* name;
-    std::string pool, answer;
-  } cases[] = {
-      {"the last server first", "WEB", "3"},
-      {"then the next in the list", "web", "10.0.0.2:2"},
-      {"an unknown pool", "Mail", ""},
-      {"a shorter name", "We", ""},
-      {"a longer name", "Webs", ""},
-      {"an empty name", "", ""},
-      {"a name with a NUL", std::string("Web\0", 4), ""},
-      {"another letter of the code page", "b\xDCRO", longText_.substr(0, 255)},
-      {"a name of 255 bytes", longName_, "long"},
-  };
-  for (const auto& row : cases) EXPECT_EQ(ask(service_.port(), row.pool), row.answer) << row.name;
+  const auto answer = [this](const std::string& pool) { return ask(service_.port(), pool); };
+  EXPECT_EQ(answer("WEB"), "3") << "the last server first";
+  EXPECT_EQ(answer("web"), "10.0.0.2:2") << "then the next in the list";
+  for (const std::string unknown : {"Mail", "We", "Webs", ""}) EXPECT_EQ(answer(unknown), "") << unknown;
+  EXPECT_EQ(answer(std::string("Web\0", 4)), "") << "a name with a NUL";
+  EXPECT_EQ(answer("b\xDCRO"), longText_.substr(0, 255)) << "another letter of the code page";
+  EXPECT_EQ(answer(longName_), "long") << "a name of 255 bytes";
 }
 
 TEST_F(RequestsTest, BadMessageTypeIsReportedAndResetAndHalfARequestDroppedSilently) {

@@ -3,7 +3,6 @@
 #include "tests/modules/engine.h"
 
 #include <cstring>
-#include <utility>
 
 static EngineCalls ownCalls;
 static EngineCalls* calls = &ownCalls;
@@ -21,7 +20,7 @@ extern "C" void reportCallsTo(EngineCalls* report) {
 
 extern "C" intptr_t DllMain(HMODULE module, intptr_t reason, intptr_t load) {
   note(reason == 1 ? 'L' : 'U', {reinterpret_cast<intptr_t>(module), reason, load, 0});
-  if (reason == 0 && std::exchange(calls->freesItself, false)) FreeLibrary(module);
+  if (reason == 0 && calls->frees-- > 0) FreeLibrary(module);
   return 1;
 }
 

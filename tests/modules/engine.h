@@ -8,9 +8,9 @@
 using CallArguments = std::array<intptr_t, 4>;
 
 struct EngineCalls {
-  char order[32] = {};       // loaded, unloaded: L, U; attach, detach: A, D; load, free: l, f; "." another
-  bool freesItself = false;  // when it is being unloaded
-  CallArguments last = {};   // of DllMain (module, reason, load, 0) or the resource function
+  char order[32] = {};      // loaded, unloaded: L, U; attach, detach: A, D; load, free: l, f; "." another
+  int frees = 0;            // so often it frees itself while it is being unloaded
+  CallArguments last = {};  // of DllMain (module, reason, load, 0) or the resource function
 };
 
 // The type of the exported "reportCallsTo": the library goes on to note in `calls`, which may outlive it.

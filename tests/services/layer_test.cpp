@@ -49,8 +49,8 @@ TEST(LayerStartup, NeedsNoThreadKeys) {
   };
   std::thread(use).join();
   use();
-  const auto file = [&layer](const char* name) { return layer.folder().file(name); };
-  EXPECT_TRUE(CopyFile(file("nimboxi.ini").c_str(), file("copy").c_str(), TRUE)) << "nothing is in its way";
+  const std::string file = layer.folder().file("nimboxi.ini");
+  EXPECT_TRUE(CopyFile(file.c_str(), (file + ".new").c_str(), TRUE)) << "nothing is in its way";
   for (const pthread_key_t key : keys) pthread_key_delete(key);
 }
 

@@ -53,7 +53,7 @@ TEST(Modules, NamesOfALibraryCountTogetherAndTheLastFreeDetachesThenUnloads) {
   EXPECT_STREQ(calls.order, "LU") << "nobody used its resources";
   void* kept = dlopen((kEngine + ".so").c_str(), RTLD_LAZY);  // its code, until it has come back
   engine = loadEngine(&calls);
-  calls.freesItself = true;
+  calls.frees = 1;
   EXPECT_EQ(clean(FreeLibrary(engine)) + dlclose(kept), 1);
   EXPECT_STREQ(calls.order, "LUU");
   EXPECT_EQ(GetModuleHandle(NIMBOLSP_TEST_MODULES "/plain"), plain);
