@@ -13,7 +13,7 @@
 #include "service/resources/string_table.h"
 #include "service/server_pool.h"
 #include "service/settings.h"
-#include "service/wire/descriptors.h"
+#include "service/wire/process_limits.h"
 
 namespace nimbolsp {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "service/wire/descriptors.h"
+#include "service/wire/process_limits.h"
 #include "tools/commands/command.h"
 #include "tools/nearest.h"
 #include "tools/process.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "service/balance.h"
-#include "service/wire/descriptors.h"
+#include "service/wire/process_limits.h"
 #include "tools/commands/checks.h"
 #include "tools/commands/command.h"
 #include "tools/process.h"

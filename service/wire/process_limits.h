@@ -1,5 +1,5 @@
-// The descriptors of a process, for programs that open many sockets. Call the first before anything is
-// opened.
+// The descriptors that a process starts with and the limit on them, for programs that open many sockets. Call
+// the first function before anything is opened.
 #pragma once
 
 #include <fcntl.h>
