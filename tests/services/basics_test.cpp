@@ -43,7 +43,7 @@ TEST(ThreadState, IsSharedUntilTheStartAndThenAThreadsOwn) {
 TEST(MemoryBlocks, ReAllocKeepsTheBytesTheGuardsAndZeroesTheGrowth) {
   char* data = nullptr;
   std::string bytes;
-  for (const int size : {0, 7, 8, 20, 3, 4000, 5, 4000}) {
+  for (const int size : {0, 7, 8, 20, 0, 3, 4000, 5, 4000}) {
     SCOPED_TRACE(size);
     SetLastError(-1);
     data = static_cast<char*>(ReAllocBlock(data, size, 17));  // the lowest flag alone asks for zeroes
