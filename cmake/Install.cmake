@@ -3,10 +3,15 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS nimbolsp RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
-install(FILES README.md CHANGELOG.md docs/layer.md docs/protocols.md docs/nimbolsp.ini
-        DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon)
+# The pages keep their places among each other, so that their links resolve.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon
+        PATTERN man EXCLUDE PATTERN __pycache__ EXCLUDE)
+install(FILES docs/man/nimbolsp.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT daemon)
+install(FILES docs/man/nimbolsp.ini.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT daemon)
 if(TARGET nimbolspctl)  # optional, so that a build of the daemon alone can be installed
   install(TARGETS nimbolspctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools OPTIONAL)
+  install(FILES docs/man/nimbolspctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 endif()
 
 set(PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/nimboxi)

@@ -1,6 +1,6 @@
 // Profile (ini) files: sections of key=value lines. No trimming, no comments, no quoting; names are compared
 // byte by byte with their case; a section ends at the first line whose first byte is a blank, a control byte
-// or 0x80 and above. The format and its traps: README.md, "The profile file". The names "win.ini" and
+// or 0x80 and above. The format and its traps: docs/manual.md, "The profile file". The names "win.ini" and
 // "nimboxi.ini" stand for the layer profile. Every call enters the call guard. A null section, key, value or
 // file name, or a null buffer of a section, gives 0 and changes nothing. The last error of a read tells
 // nothing.
