@@ -6,7 +6,7 @@ install(TARGETS nimbolsp RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT 
 # The pages keep their places among each other, so that their links resolve.
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon
-        PATTERN man EXCLUDE PATTERN __pycache__ EXCLUDE)
+        USE_SOURCE_PERMISSIONS PATTERN man EXCLUDE)
 install(FILES docs/man/nimbolsp.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT daemon)
 install(FILES docs/man/nimbolsp.ini.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT daemon)
 if(TARGET nimbolspctl)  # optional, so that a build of the daemon alone can be installed

@@ -25,15 +25,14 @@ def server_of(pool):  # a connection carries one question
 
 
 for pause in (0.1, 0.5, 2, 0):  # the server may have died since its last poll: ask for another
-    address = server_of(POOL)
     try:
-        server = socket.create_connection(address, TIME_OUT)
+        server = socket.create_connection(server_of(POOL), TIME_OUT)
         break
     except OSError as fault:
-        print(address, fault, file=sys.stderr)
+        print(fault, file=sys.stderr)
         time.sleep(pause)
 else:
-    sys.exit("no server of the pool can be reached")
+    sys.exit("neither nimbolsp nor a server of the pool can be reached")
 with server:  # from here on it may be at work on the request: not brought to another one
     server.sendall(REQUEST.encode() + b"\n")
     print(server.makefile().readline().strip() or sys.exit("the server has not answered"))
