@@ -20,12 +20,13 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // A connection whose every step has to be done by the deadline. Each step returns false with errno: ETIMEDOUT
-// when the deadline is past, 0 at the peer's orderly end.
+// when the deadline is past, ECANCELED when the stop came, 0 at the peer's orderly end.
 class Call {
  public:
-  explicit Call(std::chrono::milliseconds timeout)
+  Call(std::chrono::milliseconds timeout, int stopDescriptor)
       : endless_(timeout.count() == 0),
         deadline_(Clock::now() + timeout),
+        stopDescriptor_(stopDescriptor),
         socket_(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {}
 
   bool connectTo(const ServiceAddress& service) {
@@ -66,13 +67,14 @@ class Call {
 
  private:
   bool wait(short events) const {
-    pollfd watched{socket_.number(), events, 0};
+    pollfd watched[] = {{socket_.number(), events, 0}, {stopDescriptor_, POLLIN, 0}};
     int ready;
     do {
-      ready = poll(&watched, 1, timeLeft());
+      ready = poll(watched, std::size(watched), timeLeft());
     } while (ready < 0 && errno == EINTR);
     if (ready == 0) errno = ETIMEDOUT;
-    return ready > 0;
+    if (ready > 0 && watched[0].revents == 0) errno = ECANCELED;
+    return ready > 0 && watched[0].revents != 0;
   }
 
   int timeLeft() const {
@@ -83,6 +85,7 @@ class Call {
 
   const bool endless_;
   const Clock::time_point deadline_;
+  const int stopDescriptor_;
   const Descriptor socket_;
 };
 
@@ -94,6 +97,7 @@ std::string requestFor(const std::string& pool) {
 // The exchange on a connection that stands. Returns what went wrong, empty when nothing did.
 std::string exchange(Call& call, const std::string& pool, std::string& server) {
   const auto brokenOff = [] {
+    if (errno == ECANCELED) return "was not waited for";
     return errno == ETIMEDOUT ? "gave no answer in time" : "closed the connection without an answer";
   };
   MessageHeader answer{};
@@ -101,7 +105,7 @@ std::string exchange(Call& call, const std::string& pool, std::string& server) {
   if (answer.type != kServerAnswer) return "sent something that is no answer";
   server.resize(answer.length);
   if (call.receiveExactly(server.data(), server.size())) return {};
-  return errno == ETIMEDOUT ? "gave no answer in time" : "sent something that is no answer";
+  return errno == ETIMEDOUT || errno == ECANCELED ? brokenOff() : "sent something that is no answer";
 }
 
 }  // namespace
@@ -111,10 +115,10 @@ std::string ServiceAddress::text() const {
 }
 
 ServiceAnswer askService(const ServiceAddress& service, const std::string& pool,
-                         std::chrono::milliseconds timeout) {
+                         std::chrono::milliseconds timeout, int stopDescriptor) {
   const Clock::time_point start = Clock::now();
   ServiceAnswer answer;
-  Call call(timeout);
+  Call call(timeout, stopDescriptor);
   if (!call.connectTo(service)) {
     answer.failure = "cannot connect to " + service.text() + ": " + std::strerror(errno);
   } else if (const std::string fault = exchange(call, pool, answer.server); !fault.empty()) {

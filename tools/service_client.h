@@ -24,8 +24,9 @@ struct ServiceAnswer {
 
 // Asks for a server of a pool, whose name has at most 255 bytes. The empty name asks for no pool: the service
 // answers, and nothing in it changes.
-//   timeout  for the whole of it; 0: none
+//   timeout         for the whole of it; 0: none
+//   stopDescriptor  gives it up when it becomes readable; -1: none
 ServiceAnswer askService(const ServiceAddress& service, const std::string& pool,
-                         std::chrono::milliseconds timeout);
+                         std::chrono::milliseconds timeout, int stopDescriptor = -1);
 
 }  // namespace nimbolsp::tools

@@ -101,8 +101,9 @@ struct Monitor::Shared {
     auto next = std::chrono::steady_clock::now();
     do {
       const ServiceAnswer answer =
-          askService(options.service, "", std::min(options.timeout, kServiceInterval));
+          askService(options.service, "", std::min(options.timeout, kServiceInterval), stop.number());
       std::lock_guard hold(mutex);
+      if (stopping) return;
       ServiceState& service = now.service;
       turn(service, answer.answered, service.requests == 0);
       ++service.requests;
