@@ -17,7 +17,6 @@ namespace nimbolsp::tools {
 namespace {
 
 constexpr int kNoServerAnswered = 1;
-constexpr int kServiceFailed = 3;
 constexpr std::int32_t kMaximumClients = 1000;
 
 const char* const kStatuses =

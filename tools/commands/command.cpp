@@ -6,6 +6,8 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"simulate", "Act as servers to poll, on 127.0.0.1", declareSimulate},
+    {"servers", "Poll every server once and show what each says", declareServers},
+    {"ping", "Ask the service whether it is there; touches no pool", declarePing},
     {"ask", "Act as a front end: ask the service for servers of a pool", declareAsk},
 };
 

@@ -14,6 +14,8 @@ namespace nimbolsp::tools {
 inline constexpr int kDone = 0;
 inline constexpr int kWrongCommandLine = 64;  // EX_USAGE of sysexits
 inline constexpr int kOutputFailed = 74;      // EX_IOERR: standard output could not be written
+inline constexpr int kServiceFailed = 3;      // the service could not be reached or broke off
+inline constexpr int kStoppedBySignal = 130;  // by SIGINT or SIGTERM, before the work was done
 
 // Runs a command by the options that were parsed. Returns the exit status; throws std::invalid_argument with
 // a sentence where options do not go together.
@@ -29,6 +31,8 @@ struct Command {
 std::span<const Command> commands();
 
 Runner declareAsk(CLI::App& command);
+Runner declarePing(CLI::App& command);
+Runner declareServers(CLI::App& command);
 Runner declareSimulate(CLI::App& command);
 
 }  // namespace nimbolsp::tools

@@ -1,0 +1,98 @@
+// "ping": asks the service whether it is there, and touches no pool.
+#include <poll.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tools/commands/checks.h"
+#include "tools/commands/command.h"
+#include "tools/commands/service_options.h"
+#include "tools/process.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr double kLongestWait = 86'400;  // seconds
+constexpr milliseconds kPause{100};      // between two attempts
+
+const char* const kHelp =
+    R"(One request with an empty pool name: the service answers it as any other, and nothing in its pools changes. The
+time is that from the connect to the answer's last byte. It waits behind what other clients ask just then.
+Examples:
+  nimbolspctl ping --profile /opt/nimbolsp/nimbolsp.ini
+  nimbolspctl ping --port 5980 --wait 30
+Exit status: 0 the service answered, 3 it did not, 64 the command line is wrong or the profile has no port, 74 the
+output could not be written, 130 interrupted.)";
+
+struct Line {
+  ServiceOptions service;
+  double waitSeconds = 0;
+  bool json = false;
+};
+
+void tell(const ServiceAddress& service, const ServiceAnswer& answer, int attempts, bool asJson) {
+  const double time = static_cast<double>(answer.took.count()) / 1000;
+  if (asJson) {
+    nlohmann::ordered_json json{{"service", service.text()},
+                                {"answered", answer.answered},
+                                {"took_ms", time},
+                                {"attempts", attempts}};
+    if (!answer.answered) json["failure"] = answer.failure;
+    print(json.dump() + "\n");
+  } else if (answer.answered) {
+    char text[96];
+    std::snprintf(text, sizeof text, "%s answered in %.2f ms\n", service.text().c_str(), time);
+    print(text);
+  }
+  if (!answer.answered) complain(answer.failure);
+}
+
+int run(const Line& line) {
+  const ServiceAddress service = line.service.resolved();
+  const Descriptor stop = catchStopSignals();
+  const SlowWork slow("waiting for " + service.text());
+  const Clock::time_point end =
+      Clock::now() + milliseconds(static_cast<std::int64_t>(line.waitSeconds * 1000));
+  pollfd watched{stop.number(), POLLIN, 0};
+  for (int attempts = 1;; ++attempts) {
+    auto limit = line.service.timeout();
+    if (line.waitSeconds > 0) {
+      const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+      limit = std::clamp(left, milliseconds(1), limit);
+    }
+    const ServiceAnswer answer = askService(service, "", limit, stop.number());
+    const bool isLast = answer.answered || Clock::now() + kPause >= end;
+    if (!answer.answered && poll(&watched, 1, isLast ? 0 : static_cast<int>(kPause.count())) > 0) {
+      return kStoppedBySignal;
+    }
+    if (!isLast) continue;
+    tell(service, answer, attempts, line.json);
+    return answer.answered ? kDone : kServiceFailed;
+  }
+}
+
+}  // namespace
+
+Runner declarePing(CLI::App& command) {
+  const auto line = std::make_shared<Line>();
+  addServiceOptions(command, line->service);
+  command
+      .add_option("--wait", line->waitSeconds,
+                  "Ask again until the service answers, for so long at most\n"
+                  "(default 0: ask once)")
+      ->type_name("SECONDS")
+      ->check(between(0.0, kLongestWait));
+  command.add_flag("--json", line->json, "Print one JSON object");
+  command.footer(kHelp);
+  return [line] { return run(*line); };
+}
+
+}  // namespace nimbolsp::tools

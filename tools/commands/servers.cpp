@@ -1,0 +1,116 @@
+// "servers": polls every server once and shows what each says.
+#include <arpa/inet.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "service/wire/descriptors.h"
+#include "tools/commands/checks.h"
+#include "tools/commands/command.h"
+#include "tools/commands/service_options.h"
+#include "tools/polling/survey.h"
+#include "tools/process.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+constexpr int kSomeDidNot = 1;
+constexpr int kNoneAnswered = 2;
+constexpr std::int32_t kUsualBucketSize = 100;
+
+const char* const kHelp =
+    R"(Each server is asked by the service's own protocol, all side by side; the service itself takes no part. LIST is
+the allocation list where the service would file the server, CANDIDATE whether the normal search may then hand it
+out. A server that several entries name is polled once.
+Examples:
+  nimbolspctl servers /opt/nimbolsp/nimbolsp.ini
+  nimbolspctl servers --json 10.0.0.5:5912 10.0.0.6:5912
+Exit status: 0 all answered well, 1 some did not answer or sent a negative statistic, 2 none answered well, 64 the
+command line is wrong or the profile names no server, 74 the output could not be written, 130 interrupted.)";
+
+struct Line {
+  std::vector<std::string> words;
+  std::string profile = kDefaultProfile;
+  CLI::Option* profileOption = nullptr;
+  std::int64_t timeoutMilliseconds = 2000;
+  bool json = false;
+};
+
+// ADDRESS:PORT and nothing else.
+bool isAddressAndPort(const std::string& word) {
+  const std::size_t colon = word.find(':');
+  if (colon == std::string::npos) return false;
+  in_addr address{};
+  std::uint16_t port = 0;
+  const char* const end = word.data() + word.size();
+  const auto [at, fault] = std::from_chars(word.data() + colon + 1, end, port);
+  return inet_pton(AF_INET, word.substr(0, colon).c_str(), &address) == 1 && fault == std::errc{} &&
+         at == end && port != 0;
+}
+
+EffectiveProfile profileWithServers(const std::string& path) {
+  EffectiveProfile profile = readEffectiveProfile(path);
+  if (profile.pools.empty())
+    throw std::invalid_argument(path + " names no server that the service would poll");
+  if (profile.error != 0) {
+    complain("the service would not start with " + path + "; shown are the pools before the fault");
+  }
+  return profile;
+}
+
+Survey survey(const Line& line, int stopDescriptor) {
+  std::string path = line.profile;
+  PoolEntry named;
+  for (const std::string& word : line.words) {
+    if (isAddressAndPort(word)) {
+      named.servers.push_back({word, parseServerEntry(word)});
+    } else if (line.words.size() > 1 || line.profileOption->count() > 0) {
+      throw std::invalid_argument("\"" + word + "\" is no ADDRESS:PORT with an IPv4 address");
+    } else {
+      path = word;
+    }
+  }
+  std::vector<PoolEntry> pools{named};
+  std::int32_t bucketSize = kUsualBucketSize;
+  if (named.servers.empty() || line.profileOption->count() > 0) {
+    const EffectiveProfile profile = profileWithServers(path);
+    bucketSize = profile.settings.bucketSize;
+    if (named.servers.empty()) pools = profile.pools;
+  }
+  const SlowWork slow("polling the servers");
+  return takeSurvey(pools, bucketSize, std::chrono::milliseconds(line.timeoutMilliseconds), stopDescriptor);
+}
+
+int run(const Line& line) {
+  const Descriptor stop = catchStopSignals();
+  raiseDescriptorLimit();
+  const Survey result = survey(line, stop.number());
+  print(line.json ? surveyJson(result) : surveyTable(result));
+  if (result.interrupted()) return kStoppedBySignal;
+  if (result.well() == 0) return kNoneAnswered;
+  return result.well() < result.servers.size() ? kSomeDidNot : kDone;
+}
+
+}  // namespace
+
+Runner declareServers(CLI::App& command) {
+  const auto line = std::make_shared<Line>();
+  command
+      .add_option("SERVERS", line->words,
+                  "A profile whose servers are meant, or any number of servers\n"
+                  "(default: the profile of --profile)")
+      ->type_name("PROFILE | ADDRESS:PORT");
+  line->profileOption = addProfileOption(command, line->profile);
+  addTimeoutOption(command, line->timeoutMilliseconds, "Wait for each answer so long at most");
+  command.add_flag("--json", line->json, "Print one JSON object instead of a table");
+  command.footer(kHelp);
+  return [line] { return run(*line); };
+}
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,98 @@
+// A survey as text: for people and for programs.
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "tools/polling/survey.h"
+#include "tools/text_table.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+double millisecondsOf(const PollResult& result) {
+  return static_cast<double>(result.took.count()) / 1000;
+}
+
+std::string timeOf(const PollResult& result) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f ms", millisecondsOf(result));
+  return text;
+}
+
+std::string joined(const std::vector<std::string>& remarks) {
+  std::string text;
+  for (const std::string& remark : remarks) text += (text.empty() ? "" : "; ") + remark;
+  return text;
+}
+
+std::vector<std::string> rowOf(const SurveyedServer& server) {
+  std::vector<std::string> row{printable(server.pool), printable(server.entry.text)};
+  if (server.answered()) {
+    const auto& [divisor, dividend, used, limit] = server.result.statistics;
+    const Standing& standing = server.standing;
+    for (const std::string& cell :
+         {timeOf(server.result), std::to_string(divisor), std::to_string(dividend), std::to_string(used),
+          std::to_string(limit), std::to_string(standing.load) + "%", std::to_string(standing.average),
+          std::to_string(standing.list), std::string(standing.isCandidate ? "yes" : "no")}) {
+      row.push_back(cell);
+    }
+  } else {
+    row.insert(row.end(), 8, "-");
+    row.emplace_back("no");
+  }
+  row.push_back(printable(joined(server.remarks)));
+  return row;
+}
+
+std::string sumOf(const Survey& survey) {
+  const std::size_t all = survey.servers.size(), answered = survey.answered(), well = survey.well();
+  std::string sum = std::to_string(all) + (all == 1 ? " server: " : " servers: ") + std::to_string(answered) +
+                    " answered, " + std::to_string(all - answered) + " did not";
+  if (well < answered) sum += "; " + std::to_string(answered - well) + " with a negative statistic";
+  return sum + "\n";
+}
+
+Json jsonOf(const SurveyedServer& server) {
+  Json json{{"pool", server.pool},
+            {"server", server.entry.text},
+            {"answered", server.answered()},
+            {"well", server.isWell()},
+            {"took_ms", millisecondsOf(server.result)}};
+  if (server.answered()) {
+    const auto& [divisor, dividend, used, limit] = server.result.statistics;
+    json["statistics"] = {{"divisor", divisor}, {"dividend", dividend}, {"used", used}, {"limit", limit}};
+    json["load_percent"] = server.standing.load;
+    json["average"] = server.standing.average;
+    json["list"] = server.standing.list;
+  }
+  json["candidate"] = server.answered() && server.standing.isCandidate;
+  json["remarks"] = server.remarks;
+  return json;
+}
+
+}  // namespace
+
+std::string surveyTable(const Survey& survey) {
+  std::vector<std::vector<std::string>> rows{{"POOL", "SERVER", "TIME", "DIVISOR", "DIVIDEND", "USED",
+                                              "LIMIT", "LOAD", "AVERAGE", "LIST", "CANDIDATE", "REMARKS"}};
+  for (const SurveyedServer& server : survey.servers) {
+    rows.push_back(rowOf(server));
+    if (rows.back()[0].empty()) rows.back()[0] = "-";
+  }
+  return formatTable(rows, "llrrrrrrrrll") + sumOf(survey);
+}
+
+std::string surveyJson(const Survey& survey) {
+  Json servers = Json::array();
+  for (const SurveyedServer& server : survey.servers) servers.push_back(jsonOf(server));
+  const Json json{{"servers", std::move(servers)},
+                  {"total", survey.servers.size()},
+                  {"answered", survey.answered()},
+                  {"well", survey.well()},
+                  {"timeout_ms", survey.timeout.count()}};
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace nimbolsp::tools
