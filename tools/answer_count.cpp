@@ -1,8 +1,9 @@
 #include "tools/answer_count.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
-#include <vector>
+#include <functional>
 
 #include "tools/text_table.h"
 
@@ -10,25 +11,21 @@ namespace nimbolsp::tools {
 
 namespace {
 
+constexpr double kLongestBar = 24;
+
 std::string shown(const std::string& server) {
   return server.empty() ? "(no server)" : printable(server);
 }
 
-// The entries of a map by falling number of answers; entries of equal number stay in the map's order.
-template <typename Map>
-std::vector<typename Map::const_pointer> byAnswers(const Map& servers) {
-  std::vector<typename Map::const_pointer> entries;
-  entries.reserve(servers.size());
-  for (const auto& entry : servers) entries.push_back(&entry);
-  std::stable_sort(entries.begin(), entries.end(),
-                   [](auto a, auto b) { return a->second.answers > b->second.answers; });
-  return entries;
+std::string percent(double share) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%.1f%%", 100 * share);
+  return text;
 }
 
-std::string percent(std::uint64_t part, std::uint64_t whole) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%.1f%%", 100.0 * static_cast<double>(part) / static_cast<double>(whole));
-  return text;
+// Something is to be seen of every server that was chosen.
+std::string bar(double share, double longestShare) {
+  return std::string(static_cast<std::size_t>(std::ceil(share / longestShare * kLongestBar)), '#');
 }
 
 }  // namespace
@@ -48,25 +45,34 @@ std::uint64_t AnswerCount::withoutServer() const {
   return found == servers_.end() ? 0 : found->second.answers;
 }
 
-std::string AnswerCount::table(bool withVisits) const {
-  std::vector<std::vector<std::string>> rows{{"ANSWERS", "SHARE"}};
-  if (withVisits) rows[0].push_back("FAILED VISITS");
-  rows[0].push_back("SERVER");
-  for (const auto* entry : byAnswers(servers_)) {
-    const Counts& counts = entry->second;
-    auto& row = rows.emplace_back();
-    row = {std::to_string(counts.answers), percent(counts.answers, total_)};
-    if (withVisits) row.push_back(std::to_string(counts.failedVisits));
-    row.push_back(shown(entry->first));
+std::vector<AnswerCount::Row> AnswerCount::rows() const {
+  std::vector<Row> rows;
+  rows.reserve(servers_.size());
+  for (const auto& [server, counts] : servers_) {
+    const double share = static_cast<double>(counts.answers) / static_cast<double>(total_);
+    rows.push_back({server, counts.answers, share, counts.failedVisits});
   }
-  return formatTable(rows, withVisits ? "rrrl" : "rrl");
+  std::ranges::stable_sort(rows, std::greater<>(), &Row::answers);
+  return rows;
+}
+
+std::string AnswerCount::table(bool withVisits) const {
+  std::vector<std::vector<std::string>> cells{{"ANSWERS", "SHARE"}};
+  if (withVisits) cells[0].push_back("FAILED VISITS");
+  cells[0].insert(cells[0].end(), {"", "SERVER"});
+  const std::vector<Row> all = rows();
+  for (const Row& row : all) {
+    auto& line = cells.emplace_back();
+    line = {std::to_string(row.answers), percent(row.share)};
+    if (withVisits) line.push_back(std::to_string(row.failedVisits));
+    line.insert(line.end(), {bar(row.share, all.front().share), shown(row.server)});
+  }
+  return formatTable(cells, withVisits ? "rrrll" : "rrll");
 }
 
 std::string AnswerCount::plainLines() const {
   std::string lines;
-  for (const auto* entry : byAnswers(servers_)) {
-    lines += std::to_string(entry->second.answers) + " " + shown(entry->first) + "\n";
-  }
+  for (const Row& row : rows()) lines += std::to_string(row.answers) + " " + shown(row.server) + "\n";
   return lines;
 }
 

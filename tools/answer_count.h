@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace nimbolsp::tools {
 
@@ -20,11 +21,21 @@ class AnswerCount {
   std::uint64_t withoutServer() const;
   std::uint64_t failedVisits() const { return failedVisits_; }
 
-  // A table with shares in per cent, most answers first; equal counts by the server's text.
+  struct Row {
+    std::string server;  // as the service gave it; empty for no server
+    std::uint64_t answers;
+    double share;  // of all answers, 0 to 1
+    std::uint64_t failedVisits;
+  };
+
+  // A row a server, most answers first; equal counts by the server's text.
+  std::vector<Row> rows() const;
+
+  // The rows as a table with shares in per cent and bars, of which the longest belongs to the first row.
   //   withVisits  adds the column of failed visits
   std::string table(bool withVisits) const;
 
-  // The same as lines "COUNT ADDRESS".
+  // The rows as lines "COUNT ADDRESS".
   std::string plainLines() const;
 
  private:

@@ -29,6 +29,7 @@ struct Round {
       : options(given), changed(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), running(given.clients) {}
 
   const AskOptions options;
+  const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
   const Descriptor changed;  // readable once the clients have ended, or stop because one failed
 
   std::mutex mutex;  // guards what follows
@@ -74,9 +75,12 @@ bool askOnce(Round& round) {
     recordFailure(round, answer.failure);
     return false;
   }
+  const auto answered = std::chrono::steady_clock::now();
   const bool visitFailed = options.visit && !answer.server.empty() && !visitServer(answer.server);
   std::lock_guard hold(round.mutex);
   round.outcome.answers.add(answer.server);
+  round.outcome.times.add(answer.took);
+  round.outcome.elapsed = std::chrono::duration_cast<std::chrono::microseconds>(answered - round.start);
   if (visitFailed) round.outcome.answers.addFailedVisit(answer.server);
   return true;
 }
@@ -118,10 +122,14 @@ void waitForChange(const Round& round, int stopDescriptor) {
 
 AskOutcome ask(const AskOptions& options, int stopDescriptor) {
   const auto round = std::make_shared<Round>(options);
-  if (round->changed.number() < 0) return {{}, std::string("eventfd: ") + std::strerror(errno)};
+  if (round->changed.number() < 0) {
+    round->outcome.failure = std::string("eventfd: ") + std::strerror(errno);
+    return round->outcome;
+  }
   startClients(round);
   waitForChange(*round, stopDescriptor);
   std::unique_lock hold(round->mutex);
+  round->outcome.interrupted = !round->stopping && round->running > 0;
   round->stopping = true;
   round->stopOrEnd.notify_all();
   round->stopOrEnd.wait_for(hold, kPatienceAfterStop, [&round] { return round->running == 0; });

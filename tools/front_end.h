@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tools/answer_count.h"
+#include "tools/duration_count.h"
 #include "tools/service_client.h"
 
 namespace nimbolsp::tools {
@@ -23,7 +24,10 @@ struct AskOptions {
 
 struct AskOutcome {
   AnswerCount answers;
-  std::string failure;  // why the service could not be asked any more; empty when it could
+  DurationCount times;                   // of the requests that were answered
+  std::chrono::microseconds elapsed{0};  // from the first request to the last answer
+  bool interrupted = false;              // the stop came before all was done
+  std::string failure;                   // why the service could not be asked any more; empty when it could
 };
 
 // Asks until every request is answered, one of them fails, or `stopDescriptor` (-1: none) becomes readable. A

@@ -87,12 +87,12 @@ TEST(ServerOptions, EveryServerHasAPortOfItsOwn) {
 
 TEST(AnswerCount, SortsByCountThenByHarmlessTextAndTellsShares) {
   AnswerCount count;
-  EXPECT_EQ(count.table(false), "ANSWERS  SHARE  SERVER\n");
+  EXPECT_EQ(count.table(false), "ANSWERS  SHARE    SERVER\n");
   for (const char* server : {"c:1", "a:1", "b:1", "b:1", "", "", "a\x1F ~\x7F\\\n"}) count.add(server);
   EXPECT_EQ(count.plainLines(), "2 (no server)\n2 b:1\n1 a\\x1f ~\\x7f\\\\\\x0a\n1 a:1\n1 c:1\n");
   EXPECT_EQ(count.withoutServer(), 2u);
   count.addFailedVisit("a:1");
-  EXPECT_NE(count.table(true).find("      1  14.3%              1  a:1\n"), std::string::npos);
+  EXPECT_NE(count.table(true).find("      1  14.3%              1  ############              a:1\n"), std::string::npos);
 }
 
 TEST(Simulation, EveryBehaviourIsWhatAPeerSees) {
@@ -219,10 +219,10 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
       {"ask p --profile none", kWrongCommandLine, "none cannot be read"},
       {"ask p --profile /dev/null", kWrongCommandLine, "/dev/null is no ordinary file"},
       {"ask p --profile output", kWrongCommandLine, "output has no Port in section [Setup]"},
-      {asked, 1, "      1  100.0%  (no server)\n"},
+      {asked, 1, "      1  100.0%  ########################  (no server)\n"},
       {"ask --port 1 " + std::string(256, 'p'), kWrongCommandLine, "a pool's name has at most 255 bytes"},
       {asked + "--plain --profile " + profile + "; echo $?", kDone, "1 (no server)\n1\n"},
-      {asked + "--port " + std::to_string(astray.port()) + " --visit --plain", kDone, "failed visits: 1\n"},
+      {asked + "--port " + std::to_string(astray.port()) + " --visit --plain", 4, "failed visits: 1\n"},
       {asked + "--port " + dead, 3, "nimbolspctl: cannot connect to 127.0.0.1:"},
   };
   // With few descriptors, so that a command which needs many must raise the limit.

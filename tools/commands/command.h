@@ -12,9 +12,9 @@ namespace nimbolsp::tools {
 
 // Exit statuses that mean the same in every command. Each has more of its own, which its help tells.
 inline constexpr int kDone = 0;
+inline constexpr int kServiceFailed = 3;      // the service could not be reached or broke off
 inline constexpr int kWrongCommandLine = 64;  // EX_USAGE of sysexits
 inline constexpr int kOutputFailed = 74;      // EX_IOERR: standard output could not be written
-inline constexpr int kServiceFailed = 3;      // the service could not be reached or broke off
 inline constexpr int kStoppedBySignal = 130;  // by SIGINT or SIGTERM, before the work was done
 
 // Runs a command by the options that were parsed. Returns the exit status; throws std::invalid_argument with
