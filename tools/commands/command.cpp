@@ -9,6 +9,7 @@ constexpr Command kCommands[] = {
     {"servers", "Poll every server once and show what each says", declareServers},
     {"ping", "Ask the service whether it is there; touches no pool", declarePing},
     {"ask", "Act as a front end: ask the service for servers of a pool", declareAsk},
+    {"serve", "Show all servers to browsers and monitoring, over HTTP", declareServe},
 };
 
 }  // namespace

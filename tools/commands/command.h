@@ -33,6 +33,7 @@ std::span<const Command> commands();
 Runner declareAsk(CLI::App& command);
 Runner declarePing(CLI::App& command);
 Runner declareServers(CLI::App& command);
+Runner declareServe(CLI::App& command);
 Runner declareSimulate(CLI::App& command);
 
 }  // namespace nimbolsp::tools

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "service/wire/descriptors.h"
+#include "service/wire/process_limits.h"
 #include "tools/commands/checks.h"
 #include "tools/commands/command.h"
 #include "tools/commands/service_options.h"

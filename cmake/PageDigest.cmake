@@ -1,0 +1,27 @@
+# page_digest(VARIABLE PAGE ELEMENT): the SHA-256 digest of the content of the page's only such element, in base64, as
+# a content security policy wants it.
+function(page_digest variable page element)
+  string(FIND "${page}" "<${element}>" begin)
+  string(FIND "${page}" "</${element}>" end)
+  string(LENGTH "<${element}>" tag)
+  math(EXPR begin "${begin} + ${tag}")
+  math(EXPR length "${end} - ${begin}")
+  string(SUBSTRING "${page}" ${begin} ${length} content)
+  string(SHA256 digest "${content}")
+
+  # 32 bytes: 21 times three hexadecimal digits, which are two letters each, and one that is left over.
+  set(letters ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/)
+  set(result "")
+  foreach(i RANGE 0 60 3)
+    string(SUBSTRING ${digest} ${i} 3 digits)
+    math(EXPR high "0x${digits} >> 6")
+    math(EXPR low "0x${digits} & 63")
+    string(SUBSTRING ${letters} ${high} 1 first)
+    string(SUBSTRING ${letters} ${low} 1 second)
+    string(APPEND result ${first}${second})
+  endforeach()
+  string(SUBSTRING ${digest} 63 1 digits)
+  math(EXPR high "0x${digits} << 2")
+  string(SUBSTRING ${letters} ${high} 1 first)
+  set(${variable} "${result}${first}=" PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,111 @@
+// "serve": the figures of all servers over HTTP, for browsers and monitoring.
+#include <poll.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "service/wire/process_limits.h"
+#include "tools/commands/checks.h"
+#include "tools/commands/command.h"
+#include "tools/commands/service_options.h"
+#include "tools/http/listen_address.h"
+#include "tools/http/pages.h"
+#include "tools/http/server.h"
+#include "tools/polling/monitor.h"
+#include "tools/process.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+constexpr int kNotListening = 1;
+constexpr std::size_t kRemotePlaces = 64;  // connections of one other machine
+constexpr int kTick = 1000;                // milliseconds
+
+const char* const kHelp =
+    R"(Polls the servers itself, each pool once an interval, however many look on. It gives:
+  /                a status page for browsers
+  /metrics         the figures for Prometheus
+  /api/v1/servers  the figures as JSON
+  /healthz         200 when the service answers, 503 when it does not
+
+There is no password: who reaches the port sees all servers. So it listens on addresses of this machine alone,
+unless --allow-remote is given. SIGINT and SIGTERM end it.
+Examples:
+  nimbolspctl serve --profile /etc/nimbolsp/nimbolsp.ini
+  nimbolspctl serve --listen 0.0.0.0:5980 --allow-remote
+Exit status: 0 ended by a signal, 1 it cannot listen, 64 the command line or the profile is wrong.)";
+
+struct Line {
+  ServiceOptions service;
+  std::string listen = "127.0.0.1:5980";
+  bool allowRemote = false;
+};
+
+MonitorOptions monitorOptionsOf(const Line& line, const EffectiveProfile& profile) {
+  MonitorOptions options{line.service.address, line.service.timeout(), {}};
+  if (options.service.port == 0) options.service.port = profile.port;
+  if (options.service.port == 0) {
+    throw std::invalid_argument(line.service.profile + " has no Port in section [Setup]");
+  }
+  return options;
+}
+
+EffectiveProfile loadedProfile(const std::string& path) {
+  EffectiveProfile profile = readEffectiveProfile(path);
+  if (profile.error != 0) {
+    throw std::invalid_argument("the service would not start with " + path + " (\"nimbolspctl check " + path +
+                                "\" says why)");
+  }
+  return profile;
+}
+
+int run(const Line& line) {
+  ListenAddress address = parseListenAddress(line.listen);
+  if (!address.isLoopback() && !line.allowRemote) {
+    throw std::invalid_argument("other machines reach " + address.text() +
+                                ", and there is no password: give --allow-remote if that is meant");
+  }
+  const EffectiveProfile profile = loadedProfile(line.service.profile);
+  const MonitorOptions options = monitorOptionsOf(line, profile);
+  const Descriptor stop = catchStopSignals();
+  raiseDescriptorLimit();
+  try {
+    Descriptor listening = listenOn(address);
+    const Monitor monitor(profile, options);
+    HttpLimits limits;
+    if (!address.isLoopback()) limits.perAddress = kRemotePlaces;
+    HttpServer server(std::move(listening), Pages([&] { return monitor.picture(); }, line.allowRemote),
+                      limits);
+    print("serving on http://" + address.text() + "/\n");
+    pollfd watched{stop.number(), POLLIN, 0};
+    while (poll(&watched, 1, kTick) <= 0) server.endLateConnections();
+  } catch (const OutputFailed&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    complain(error.what());
+    return kNotListening;
+  }
+  return kDone;
+}
+
+}  // namespace
+
+Runner declareServe(CLI::App& command) {
+  const auto line = std::make_shared<Line>();
+  line->service.timeoutMilliseconds = 2000;
+  command
+      .add_option("--listen", line->listen,
+                  "Listen there (default 127.0.0.1:5980); port 0: a free one, which is told")
+      ->type_name("ADDRESS:PORT");
+  command.add_flag("--allow-remote", line->allowRemote, "Listen also where other machines can reach it");
+  addServiceOptions(command, line->service);
+  command.footer(kHelp);
+  return [line] { return run(*line); };
+}
+
+}  // namespace nimbolsp::tools

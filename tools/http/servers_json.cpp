@@ -1,0 +1,90 @@
+#include "tools/http/servers_json.h"
+
+#include <nlohmann/json.hpp>
+
+#include "tools/text_table.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Clock = std::chrono::system_clock;
+
+std::int64_t milliseconds(Clock::time_point time) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+}
+
+double milliseconds(std::chrono::microseconds duration) {
+  return static_cast<double>(duration.count()) / 1000;
+}
+
+Json jsonOf(const ServiceState& service) {
+  const bool known = service.requests > 0;
+  return {{"address", service.address.text()},
+          {"answers", known ? Json(service.answers) : Json()},
+          {"since", known ? Json(milliseconds(service.since)) : Json()},
+          {"failure", printable(service.last.failure)},
+          {"took", milliseconds(service.last.took)},
+          {"requests", service.requests},
+          {"failures", service.failures}};
+}
+
+Json historyOf(const ServerState& server) {
+  Json history = Json::array();
+  for (const std::int16_t load : server.history) history.push_back(load == kNoLoad ? Json() : Json(load));
+  return history;
+}
+
+// Of a server that answers.
+void addFigures(Json& json, const ServerState& server) {
+  const Statistics& statistics = server.last.statistics;
+  json["divisor"] = statistics.ratioDivisor;
+  json["dividend"] = statistics.ratioDividend;
+  json["used"] = statistics.loadUsed;
+  json["limit"] = statistics.loadLimit;
+  json["load"] = server.standing.load;
+  json["average"] = server.standing.average;
+  json["list"] = server.standing.list;
+  json["candidate"] = server.standing.isCandidate;
+  json["remarks"] = server.standing.remarks;
+}
+
+Json jsonOf(const ServerState& server, std::chrono::milliseconds timeout) {
+  const bool known = server.polls > 0;
+  Json json = {{"server", printable(server.text)},
+               {"answers", known ? Json(server.answers) : Json()},
+               {"since", known ? Json(milliseconds(server.since)) : Json()},
+               {"result", describe(server.last, timeout)},
+               {"took", milliseconds(server.last.took)},
+               {"polls", server.polls},
+               {"failures", server.failures},
+               {"changes", server.flaps},
+               {"history", historyOf(server)}};
+  if (server.answers) addFigures(json, server);
+  return json;
+}
+
+}  // namespace
+
+std::string serversJson(const Picture& picture, Clock::time_point now) {
+  Json pools = Json::array();
+  for (const PoolState& pool : picture.pools) {
+    Json servers = Json::array();
+    for (const ServerState& server : pool.servers) servers.push_back(jsonOf(server, picture.timeout));
+    pools.push_back({{"pool", printable(pool.name)},
+                     {"interval", pool.interval.count()},
+                     {"rounds", pool.rounds},
+                     {"servers", std::move(servers)}});
+  }
+  const Json all = {{"version", picture.version},
+                    {"time", milliseconds(now)},
+                    {"profile", printable(picture.profilePath)},
+                    {"bucketSize", picture.bucketSize},
+                    {"timeout", picture.timeout.count()},
+                    {"service", jsonOf(picture.service)},
+                    {"pools", std::move(pools)}};
+  return all.dump(-1, ' ', true);
+}
+
+}  // namespace nimbolsp::tools
