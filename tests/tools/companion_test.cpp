@@ -92,7 +92,8 @@ TEST(AnswerCount, SortsByCountThenByHarmlessTextAndTellsShares) {
   EXPECT_EQ(count.plainLines(), "2 (no server)\n2 b:1\n1 a\\x1f ~\\x7f\\\\\\x0a\n1 a:1\n1 c:1\n");
   EXPECT_EQ(count.withoutServer(), 2u);
   count.addFailedVisit("a:1");
-  EXPECT_NE(count.table(true).find("      1  14.3%              1  ############              a:1\n"), std::string::npos);
+  EXPECT_NE(count.table(true).find("      1  14.3%              1  ############              a:1\n"),
+            std::string::npos);
 }
 
 TEST(Simulation, EveryBehaviourIsWhatAPeerSees) {
