@@ -5,6 +5,7 @@ namespace nimbolsp::tools {
 namespace {
 
 constexpr Command kCommands[] = {
+    {"check", "Show what the service makes of a profile, and everything that is wrong in it", declareCheck},
     {"simulate", "Act as servers to poll, on 127.0.0.1", declareSimulate},
     {"servers", "Poll every server once and show what each says", declareServers},
     {"ping", "Ask the service whether it is there; touches no pool", declarePing},

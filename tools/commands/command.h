@@ -34,6 +34,7 @@ Runner declareAsk(CLI::App& command);
 Runner declarePing(CLI::App& command);
 Runner declareServers(CLI::App& command);
 Runner declareServe(CLI::App& command);
+Runner declareCheck(CLI::App& command);
 Runner declareSimulate(CLI::App& command);
 
 }  // namespace nimbolsp::tools

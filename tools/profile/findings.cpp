@@ -1,0 +1,193 @@
+#include "tools/profile/findings.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <tuple>
+
+#include "service/resources/string_table.h"
+#include "tools/nearest.h"
+#include "tools/text_table.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+constexpr Severity E = Severity::kError;
+constexpr Severity W = Severity::kWarning;
+
+constexpr const char* kOddNumber = "A number ends at the first other character, and without a digit it is 0";
+constexpr const char* kNotRead = "The service does not read it";
+constexpr const char* kWillNotStart = "The service does not start";
+
+// clang-format off
+constexpr FindingRow kRows[] = {  // by FindingKind
+  {"byte-order-mark", E, "It hides what the first line says", "Save the file without one"},
+  {"nul-byte", E, "The text ends there: all behind it is not read", "Take it out"},
+  {"too-large", E, "It is not looked into; the service may take hours to start", "Make it smaller"},
+  {"lone-cr", W, "The service ends the line there; most editors show one line", "Write CR LF"},
+
+  {"section-not-ended", W, "Keys that are added to the next one count here too", "Put two empty lines in front of it"},
+  {"keys-leak", E, "Keys of the next section count in this one", "Put two empty lines in front of it"},
+  {"swallows-key", E, "A line without \"=\" runs on to the next \"=\", and the service does not find the key there", "Write KEY=VALUE, or take the line out"},
+  {"remark-swallows-key", E, "There are no remarks: the line runs on to the next \"=\", and the service does not find the key there", "Move it in front of the first section, or begin it with \";=\""},
+  {"without-equals", W, "It would swallow the key of a line that follows", "Write KEY=VALUE, or take the line out"},
+  {"ends-early", E, "It ends the section, and keys behind it are not read", "Take it away, or what its line begins with"},
+  {"header-not-first", E, "It is no section header: that begins with \"[\" in the first column", "Take away what is in front of the \"[\""},
+  {"header-open", E, "The section's name runs on to the next \"]\"", "Write the \"]\""},
+  {"section-blanks", E, "Blanks are part of the name", "Take them out"},
+  {"section-case", E, "The service tells large from small letters and does not find it", "Write it the same way"},
+  {"repeated-section", W, "It continues the first one; of a repeated key the first counts", "Put all keys into one section"},
+  {"unknown-section", W, kNotRead, "Name it behind Pool1=, Pool2=, ... in [Setup]; or take it out"},
+
+  {"key-above-sections", E, "What stands in front of the first section is not read", "Move it below its section's header"},
+  {"key-case", E, "The service tells large from small letters and does not find it", "Write it as the service does"},
+  {"key-numbering", E, "Keys are numbered from 1, without leading zeros; the service does not find this one", "Number it so"},
+  {"blank-before-equals", E, "The blank is part of the key, which the service does not find", "Take it out"},
+  {"misspelled-key", E, kNotRead, "Write it as the service does"},
+  {"unknown-key", W, kNotRead, "Take it out"},
+  {"wrong-section", E, kNotRead, "Move it there"},
+  {"repeated-key", W, "The first one counts", "Take one out"},
+  {"repeated-key-differs", E, "The first one counts, and this one does not", "Take one out"},
+  {"gap", E, "A gap ends the list: this one and all behind it are not read", "Number them from 1 without a gap"},
+  {"too-many", E, kNotRead, "Use less"},
+  {"no-port", E, kWillNotStart, "Write Port=NUMBER below [Setup]"},
+  {"no-pools", E, kWillNotStart, "Write Pool1=NAME below [Setup]"},
+  {"no-section", E, kWillNotStart, "Write the section, its name exactly so"},
+  {"no-server", E, kWillNotStart, "Write Server1=ADDRESS:PORT below its header"},
+
+  {"empty-value", W, "It counts as missing", "Write the value, or take the line out"},
+  {"blank-around-number", W, "It does not matter here, and in a text it would", "Take it out"},
+  {"blank-in-text", E, "Blanks are part of the text", "Take them out"},
+  {"text-behind-number", W, "It is skipped here, and in a text it would count", "Take it out"},
+  {"text-behind-text", E, "There are no remarks: it is part of the text", "Take it out"},
+  {"not-a-number", E, kOddNumber, "Write a number"},
+  {"number-wraps", E, "It does not fit and becomes another number", "Write a smaller one"},
+  {"below-one", E, "The service takes its default instead", "Write 1 or more"},
+  {"port-zero", E, kWillNotStart, "Write a number from 1 to 65535"},
+  {"port-range", E, "Its low 16 bits count", "Write a number from 1 to 65535"},
+  {"poll-timer-range", E, "It counts as milliseconds in 32 bits that wrap, and 0 as 30 s", "Write a number from 1 to 4294967"},
+  {"never-cut", W, "A threshold of 1 never cuts the log: it grows without limit", "Write 2 or more"},
+  {"slow-log", W, "Each report reads the log up to the threshold", "Write 10000 or less"},
+  {"long-value", E, "Values are cut to 255 bytes", "Write less"},
+  {"odd-bytes", W, "Not everybody sees or sends such bytes alike, and for those of 0x80 and above the case counts in UTF-8", "Write printable ASCII characters"},
+  {"same-pool", E, "Their names are one name to front ends, and the later one answers", "Give each pool a name of its own"},
+  {"pool-bracket", E, "A section's name ends at its first \"]\", so that the pool's section cannot be found", "Take it out"},
+  {"host-name", E, "Names are not looked up: it is never reached, and front ends are given it", "Write a dotted address"},
+  {"bad-address", E, "It is never reached, and front ends are given it", "Write four numbers from 0 to 255"},
+  {"any-address", E, "It is polled at 127.0.0.1, and front ends are given it", "Write the server's address"},
+  {"octal-address", E, "A leading 0 makes a number octal, 0x hexadecimal", "Write it without"},
+  {"padded-address", W, "A leading 0 makes a number octal", "Write it without"},
+  {"short-address", W, "The last number fills all that is left of the address, and front ends may read it otherwise", "Write four numbers"},
+  {"no-server-port", E, "The port is not what it seems, and polls fail", "Write ADDRESS:PORT, or the port alone for this machine"},
+  {"server-port-range", E, "The low 16 bits count in polls", "Write a number from 1 to 65535"},
+  {"same-server", W, "It is polled twice, and its load counted apart in each", "Take one out"},
+
+  {"descriptor-limit", W, "Polls fail, and an accept that fails ends the service", "Raise the limit (LimitNOFILE=)"},
+  {"thread-limit", W, "The service does not start", "Raise the limit (TasksMax=, LimitNPROC=)"},
+  {"differs", E, "The service loads something else than the file says", "Compare the lines with the manual"},
+};
+// clang-format on
+static_assert(std::size(kRows) == kFindingKindCount);
+
+std::size_t serverCount(const EffectiveProfile& effective) {
+  std::size_t count = 0;
+  for (const PoolEntry& pool : effective.pools) count += pool.servers.size();
+  return count;
+}
+
+const char* textOf(std::uint32_t id) {
+  for (const StringResource& string : builtInStrings()) {
+    if (string.id == id) return string.text;
+  }
+  return "";
+}
+
+void findInFile(const VisibleProfile& visible, Findings& findings) {
+  const std::string_view text = visible.text;
+  if (text.starts_with("\xEF\xBB\xBF")) findings.add(kByteOrderMarkFound, 1, "a byte order mark");
+  if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
+    findings.add(kNulByte, visible.lineAt(nul), "a NUL byte");
+  }
+  if (text.find('\n') == std::string_view::npos) return;
+  for (std::size_t cr = text.find('\r'); cr != std::string_view::npos; cr = text.find('\r', cr + 1)) {
+    if (text.substr(cr + 1).starts_with('\n')) continue;
+    findings.add(kLoneCr, visible.lineAt(cr), "a CR without an LF");
+    return;
+  }
+}
+
+}  // namespace
+
+const FindingRow& rowOf(FindingKind kind) {
+  return kRows[kind];
+}
+
+std::string suggested(std::string_view wrong, const std::vector<std::string>& right) {
+  return nearestWord(wrong, right);
+}
+
+std::string quoted(std::string_view text) {
+  constexpr std::size_t kShown = 60;
+  return "\"" + printable(text.substr(0, kShown)) + (text.size() > kShown ? "..." : "") + "\"";
+}
+
+void Findings::add(FindingKind kind, std::size_t line, std::string what, std::string suggestion) {
+  all_.push_back({kind, line, std::move(what), std::move(suggestion)});
+}
+
+bool Findings::hasErrors() const {
+  return std::ranges::any_of(all_, [](const Finding& one) { return one.severity() == Severity::kError; });
+}
+
+std::vector<Finding> Findings::take() {
+  std::ranges::stable_sort(all_, [](const Finding& a, const Finding& b) {
+    return std::tie(a.line, a.kind) < std::tie(b.line, b.kind);
+  });
+  const auto isSame = [](const Finding& a, const Finding& b) { return a.line == b.line && a.kind == b.kind; };
+  all_.erase(std::unique(all_.begin(), all_.end(), isSame), all_.end());
+  return std::move(all_);
+}
+
+void findLimits(const EffectiveProfile& effective, Findings& findings) {
+  constexpr std::size_t kOthers = 16;  // terminal, log, listener, a client, what the libraries open
+  const std::size_t needed = serverCount(effective) + kOthers;
+  const std::string servers = std::to_string(serverCount(effective)) + " servers";
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_max < needed) {
+    findings.add(kDescriptorLimit, 1,
+                 servers + " take a descriptor each, and here a process has at most " +
+                     std::to_string(limit.rlim_max));
+  }
+  const bool isLimited = geteuid() != 0 && getrlimit(RLIMIT_NPROC, &limit) == 0;
+  if (isLimited && limit.rlim_cur < needed) {
+    findings.add(
+        kThreadLimit, 1,
+        servers + " take a thread each, and here a user has at most " + std::to_string(limit.rlim_cur));
+  }
+}
+
+std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible,
+                             const EffectiveProfile& effective) {
+  Findings findings;
+  if (!visible) {
+    findings.add(kTooLarge, 1, "more than 16 MB or 250,000 lines");
+    return findings.take();
+  }
+  if (!visible->lines.empty()) {
+    findInFile(*visible, findings);
+    findInLines(*visible, findings);
+  }
+  findInKeys(*visible, findings);
+  findInValues(*visible, findings);
+  findLimits(effective, findings);
+  // What no finder has a word for.
+  if (!findings.hasErrors()) findDifferences(*visible, effective, findings);
+  if (!findings.hasErrors() && effective.error != 0) {
+    findings.add(kDiffers, 1, std::string("the service would end with ") + quoted(textOf(effective.error)));
+  }
+  return findings.take();
+}
+
+}  // namespace nimbolsp::tools

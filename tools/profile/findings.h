@@ -1,0 +1,142 @@
+// What is wrong with a profile: where the service loads something else than a person reads, and what works
+// today and will not tomorrow. One table of the kinds of findings; who finds what stands in three files.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/profile/effective_profile.h"
+#include "tools/profile/visible_profile.h"
+
+namespace nimbolsp::tools {
+
+// error: the service would not start, or loads something else than the file visibly says.
+enum class Severity { kError, kWarning };
+
+enum FindingKind {
+  // The file
+  kByteOrderMarkFound,
+  kNulByte,
+  kTooLarge,
+  kLoneCr,
+  // Lines and sections
+  kSectionNotEnded,
+  kKeysLeak,
+  kSwallowsKey,
+  kRemarkSwallowsKey,
+  kWithoutEquals,
+  kSectionEndsEarly,
+  kHeaderNotFirst,
+  kHeaderOpen,
+  kSectionBlanks,
+  kSectionCase,
+  kRepeatedSection,
+  kUnknownSection,
+  // Keys
+  kKeyAboveSections,
+  kKeyCase,
+  kKeyNumbering,
+  kBlankBeforeEquals,
+  kMisspelledKey,
+  kUnknownKey,
+  kWrongSection,
+  kRepeatedKey,
+  kRepeatedKeyDiffers,
+  kGap,
+  kTooMany,
+  kNoPort,
+  kNoPools,
+  kNoSection,
+  kNoServer,
+  // Values
+  kEmptyValue,
+  kBlankAroundNumber,
+  kBlankInText,
+  kTextBehindNumber,
+  kTextBehindText,
+  kNotANumber,
+  kNumberWraps,
+  kBelowOne,
+  kPortZero,
+  kPortRange,
+  kPollTimerRange,
+  kNeverCut,
+  kSlowLog,
+  kLongValue,
+  kOddBytes,
+  kSamePool,
+  kPoolBracket,
+  kHostName,
+  kBadAddress,
+  kAnyAddress,
+  kOctalAddress,
+  kPaddedAddress,
+  kShortAddress,
+  kNoServerPort,
+  kServerPortRange,
+  kSameServer,
+  // The whole
+  kDescriptorLimit,
+  kThreadLimit,
+  kDiffers,
+  kFindingKindCount
+};
+
+// How a kind of finding is told, in all views.
+struct FindingRow {
+  const char* slug;
+  Severity severity;
+  const char* consequence;
+  const char* remedy;
+};
+
+const FindingRow& rowOf(FindingKind kind);
+
+struct Finding {
+  FindingKind kind;
+  std::size_t line;        // number, from 1
+  std::string what;        // without a full stop
+  std::string suggestion;  // what was meant; empty when nobody can tell
+
+  Severity severity() const { return rowOf(kind).severity; }
+};
+
+// The right word for a wrong one among some; empty when none is near.
+std::string suggested(std::string_view wrong, const std::vector<std::string>& right);
+
+// A name or value in a message.
+std::string quoted(std::string_view text);
+
+// Gathers findings, one of a kind and line.
+class Findings {
+ public:
+  void add(FindingKind kind, std::size_t line, std::string what, std::string suggestion = {});
+  void add(FindingKind kind, const VisibleLine& line, std::string what, std::string suggestion = {}) {
+    add(kind, line.number, std::move(what), std::move(suggestion));
+  }
+  bool hasErrors() const;
+
+  // All, by line.
+  std::vector<Finding> take();
+
+ private:
+  std::vector<Finding> all_;
+};
+
+// The finders. Each looks at the whole profile.
+void findInLines(const VisibleProfile& visible, Findings& findings);
+void findInKeys(const VisibleProfile& visible, Findings& findings);
+void findInValues(const VisibleProfile& visible, Findings& findings);
+void findDifferences(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings);
+
+// The limits of this process against what the service needs: the service may have others.
+void findLimits(const EffectiveProfile& effective, Findings& findings);
+
+// All that is wrong with a file: what is visible of it, nothing when it is too large, and what the service
+// makes of it.
+std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible, const EffectiveProfile& effective);
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,194 @@
+// What is wrong with names: of keys and of sections, their numbers, and what is missing.
+#include <algorithm>
+#include <set>
+
+#include "tools/profile/findings.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+// The keys of a use as the service writes them, for "did you mean": numbered ones with the number 1.
+std::vector<std::string> rightKeys(bool ofPool) {
+  std::vector<std::string> names;
+  for (int id = 0; id < kKeyCount; ++id) {
+    if (kProfileKeys[id].ofPool == ofPool) names.push_back(rightName({static_cast<KeyId>(id), 1}));
+  }
+  return names;
+}
+
+// The nearest right key to a name that is none, with the number that the name ends with.
+std::string nearestKey(std::string_view name, bool ofPool) {
+  const std::size_t digits = name.find_last_not_of("0123456789") + 1;
+  std::string nearest = suggested(name, rightKeys(ofPool));
+  if (nearest.ends_with('1') && digits < name.size() && name[digits] != '0') {
+    nearest = nearest.substr(0, nearest.size() - 1) + std::string(name.substr(digits));
+  }
+  return nearest;
+}
+
+std::string whereIsKey(bool ofPool) {
+  return ofPool ? "a pool's section" : "section [Setup]";
+}
+
+class KeyFinder {
+ public:
+  KeyFinder(const VisibleProfile& visible, Findings& findings) : visible_(visible), findings_(findings) {}
+
+  void find() {
+    findAboveSections();
+    for (const VisibleSection& section : visible_.sections) {
+      if (section.use != VisibleSection::kUnused) findInSection(section);
+    }
+    findSetup();
+    for (const VisiblePool& pool : visible_.pools) findInPool(pool);
+    findUnknownSections();
+  }
+
+ private:
+  void findAboveSections() {
+    for (const VisibleLine& line : visible_.lines) {
+      if (line.section >= 0) return;
+      if (line.kind == VisibleLine::kKey && (knownKey(line.name, false) || knownKey(line.name, true))) {
+        findings_.add(kKeyAboveSections, line, quoted(line.name) + " stands above all sections");
+      }
+    }
+  }
+
+  void findInSection(const VisibleSection& section) {
+    const bool ofPool = section.use == VisibleSection::kOfPool;
+    for (const std::size_t index : section.keys) {
+      const VisibleLine& line = visible_.lines[index];
+      const auto key = knownKey(line.name, ofPool);
+      if (!key) {
+        findUnknownKey(line, ofPool);
+      } else {
+        findInKnownKey(line, *key);
+        findRepeated(line, visible_.lines[section.values.at({key->id, key->number})]);
+      }
+    }
+    findGaps(section);
+  }
+
+  void findUnknownKey(const VisibleLine& line, bool ofPool) {
+    const std::string what = quoted(line.name) + " is no key of " + whereIsKey(ofPool);
+    if (const auto other = knownKey(line.name, !ofPool)) {
+      findings_.add(kWrongSection, line, quoted(line.name) + " is a key of " + whereIsKey(!ofPool));
+    } else if (const std::string nearest = nearestKey(line.name, ofPool); !nearest.empty()) {
+      findings_.add(kMisspelledKey, line, what, nearest);
+    } else {
+      findings_.add(kUnknownKey, line, what);
+    }
+  }
+
+  void findInKnownKey(const VisibleLine& line, KnownKey key) {
+    const ProfileKey& row = kProfileKeys[key.id];
+    const std::string right = rightName(key);
+    const std::string_view raw = line.text.substr(0, line.text.find('='));
+    if (raw.ends_with(' ') || raw.ends_with('\t') || trimmed(raw).size() + raw.find(line.name) < raw.size()) {
+      findings_.add(kBlankBeforeEquals, line, "a blank between " + quoted(line.name) + " and \"=\"");
+    }
+    if (row.highest != 0 && key.number > row.highest) {
+      findings_.add(kTooMany, line, quoted(line.name) + ": there are at most " + std::to_string(row.highest));
+    } else if (row.highest != 0 && key.number == 0) {
+      findings_.add(kKeyNumbering, line, quoted(line.name) + " has no number from 1", rightName({key.id, 1}));
+    } else if (line.name.size() != right.size()) {
+      findings_.add(kKeyNumbering, line, quoted(line.name) + " has a leading zero", right);
+    } else if (line.name != right) {
+      findings_.add(kKeyCase, line, quoted(line.name) + " in another case", right);
+    }
+  }
+
+  void findRepeated(const VisibleLine& line, const VisibleLine& first) {
+    if (&line == &first) return;
+    findings_.add(line.value == first.value ? kRepeatedKey : kRepeatedKeyDiffers, line,
+                  quoted(line.name) + " again, first in line " + std::to_string(first.number));
+  }
+
+  // The first key behind a gap of each numbered one; without a first one there is another word for it.
+  void findGaps(const VisibleSection& section) {
+    std::set<KeyId> told;
+    int expected = 1;
+    KeyId id = kKeyCount;
+    for (const auto& [key, index] : section.values) {
+      if (kProfileKeys[key.first].highest == 0 || key.second == 0) continue;
+      if (key.first != id) expected = 1;
+      id = key.first;
+      if (key.second > kProfileKeys[id].highest) continue;
+      const VisibleLine& line = visible_.lines[index];
+      if (key.second == expected && !line.value.empty()) {
+        ++expected;
+      } else if (key.second > expected && told.insert(id).second) {
+        findings_.add(
+            kGap, line,
+            "there is no " + quoted(rightName({id, expected})) + " in front of " + quoted(line.name));
+      }
+    }
+  }
+
+  std::vector<std::string> unusedSections() const {
+    std::vector<std::string> names;
+    for (const VisibleSection& section : visible_.sections) {
+      if (section.use == VisibleSection::kUnused) names.push_back(section.name);
+    }
+    return names;
+  }
+
+  void findSetup() {
+    const VisibleSection* setup = visible_.setup;
+    const std::size_t line = setup == nullptr ? 1 : visible_.lines[setup->headers[0]].number;
+    const std::string where = setup == nullptr ? "there is no section [Setup]" : "section [Setup] has no ";
+    const std::string meant = setup == nullptr ? suggested(kSetupSection, unusedSections()) : "";
+    if (setup != nullptr && setup->name != kSetupSection) {
+      findings_.add(kSectionCase, line, quoted("[" + setup->name + "]") + " in another case", "[Setup]");
+    }
+    for (int id = 0; id < kKeyCount; ++id) {
+      const ProfileKey& row = kProfileKeys[id];
+      const std::string right = rightName({static_cast<KeyId>(id), 1});
+      const VisibleLine* value = visible_.valueOf(setup, {static_cast<KeyId>(id), row.highest == 0 ? 0 : 1});
+      if (row.ofPool || !row.isNeeded || (value != nullptr && (id == kPort || !value->value.empty())))
+        continue;
+      findings_.add(id == kPort ? kNoPort : kNoPools, line, setup == nullptr ? where : where + right,
+                    meant.empty() ? meant : "[Setup] for [" + meant + "]");
+    }
+  }
+
+  void findInPool(const VisiblePool& pool) {
+    const VisibleLine& line = visible_.lines[pool.line];
+    if (pool.section == nullptr) {
+      findings_.add(kNoSection, line, quoted(pool.name) + " has no section [" + pool.name + "]",
+                    suggested(pool.name, unusedSections()));
+      return;
+    }
+    const VisibleLine& header = visible_.lines[pool.section->headers[0]];
+    if (pool.section->name != pool.name) {
+      findings_.add(kSectionCase, header, quoted(header.text) + " differs in case from " + quoted(pool.name),
+                    "[" + pool.name + "]");
+    }
+    if (visible_.serversOf(pool).empty()) {
+      findings_.add(kNoServer, header, "pool " + quoted(pool.name) + " has no \"Server1\"");
+    }
+  }
+
+  void findUnknownSections() {
+    std::vector<std::string> wanted{kSetupSection};
+    for (const VisiblePool& pool : visible_.pools) wanted.push_back(pool.name);
+    for (const VisibleSection& section : visible_.sections) {
+      if (section.use != VisibleSection::kUnused) continue;
+      findings_.add(kUnknownSection, visible_.lines[section.headers[0]],
+                    "nothing names section " + quoted("[" + section.name + "]"),
+                    suggested(section.name, wanted));
+    }
+  }
+
+  const VisibleProfile& visible_;
+  Findings& findings_;
+};
+
+}  // namespace
+
+void findInKeys(const VisibleProfile& visible, Findings& findings) {
+  KeyFinder(visible, findings).find();
+}
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,227 @@
+#include "tools/profile/profile_report.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "service/resources/string_table.h"
+#include "tools/text_table.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string textOf(std::uint32_t id) {
+  for (const StringResource& string : builtInStrings()) {
+    if (string.id == id) return string.text;
+  }
+  return {};
+}
+
+std::string oneDecimal(double number) {
+  char text[400];  // the largest double has 309 digits
+  std::snprintf(text, sizeof text, "%.1f", number);
+  return text;
+}
+
+std::string percent(double share) {
+  return oneDecimal(share * 100) + " %";
+}
+
+std::string dotted(std::uint32_t address) {
+  char text[INET_ADDRSTRLEN];
+  return inet_ntop(AF_INET, &address, text, sizeof text);
+}
+
+// Where a server is polled. Nowhere, for an address that is none.
+std::string polledAt(const ServerEndpoint& endpoint) {
+  if (endpoint.ipAddress == INADDR_NONE) return "(nowhere)";
+  return dotted(endpoint.ipAddress == 0 ? htonl(INADDR_LOOPBACK) : endpoint.ipAddress) + ":" +
+         std::to_string(endpoint.port & 0xFFFF);
+}
+
+std::string counted(std::size_t count, const std::string& word) {
+  return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
+}
+
+const char* wordOf(Severity severity) {
+  return severity == Severity::kError ? "error" : "warning";
+}
+
+std::int64_t settingOf(KeyId id, const EffectiveProfile& effective) {
+  const Settings& all = effective.settings;
+  switch (id) {
+    case kPort:
+      return effective.port;
+    case kLogLineThreshold:
+      return all.logLineThreshold;
+    case kQuietMode:
+      return all.quietMode ? 1 : 0;
+    case kBucketSize:
+      return all.bucketSize;
+    default:
+      return all.debugLevel;
+  }
+}
+
+// Keys of section "Setup" that are a number.
+std::vector<KeyId> settingKeys() {
+  std::vector<KeyId> keys;
+  for (int id = 0; id < kKeyCount; ++id) {
+    if (!kProfileKeys[id].ofPool && kProfileKeys[id].highest == 0) keys.push_back(static_cast<KeyId>(id));
+  }
+  return keys;
+}
+
+std::string configurationOf(const ProfileReport& report) {
+  const EffectiveProfile& effective = report.effective;
+  if (!report.isRead) return {};
+  std::string text = printable(report.file) + ": the service would ";
+  if (effective.error != 0) {
+    text += "not start: \"" + textOf(effective.error) + "\"\n\n";
+  } else {
+    text += "listen on port " + std::to_string(effective.listeningPort()) +
+            (effective.listeningPort() == 0 ? ", which is a free one each time\n\n" : "\n\n");
+  }
+  std::vector<std::vector<std::string>> settings{{"SETTING", "VALUE", "MEANING"}};
+  for (const KeyId id : settingKeys()) {
+    settings.push_back(
+        {kProfileKeys[id].name, std::to_string(settingOf(id, effective)), kProfileKeys[id].meaning});
+  }
+  text += formatTable(settings, "lrl");
+  if (effective.pools.empty()) return text + "\n";
+  std::vector<std::vector<std::string>> rows{{"POOL", "SERVER", "POLLED AT", "EVERY"}};
+  for (const PoolEntry& pool : effective.pools) {
+    for (const ServerEntry& server : pool.servers) {
+      const auto milliseconds = static_cast<std::uint32_t>(pool.pollInterval);
+      const std::string every = milliseconds % 1000 == 0 ? std::to_string(milliseconds / 1000) + " s"
+                                                         : std::to_string(milliseconds) + " ms";
+      rows.push_back({printable(pool.name), printable(server.text), polledAt(server.endpoint), every});
+    }
+  }
+  return text + "\n" + formatTable(rows, "lllr") + "\n";
+}
+
+std::string textOf(const PoolForecast& told, double rate) {
+  const auto line = [](const std::string& words) { return "  " + words + "\n"; };
+  std::string text = "Pool " + printable(told.pool) + ", " + oneDecimal(rate) +
+                     " requests a second, polled every " + std::to_string(told.interval) + " s; " +
+                     std::to_string(told.answered) + " of " + counted(told.servers, "server") + " answered\n";
+  text += line("until the first poll each server takes " + percent(told.firstShare()) + ", dead or alive");
+  text += line("in the first interval behind a poll " + printable(told.busiest) + " takes " +
+               percent(told.busiestShare) + " of " + counted(told.requests, "request"));
+  if (!told.room) return text + line("the counters are never full: a server has no limit, or an odd one");
+  text += line("the counters are full after " + counted(static_cast<std::size_t>(*told.room), "request") +
+               ", " + oneDecimal(*told.secondsToFull) + " s; from then on one server gets all (" +
+               counted(told.withoutRoom, "request") + " of the interval)");
+  return text +
+         line(*told.evenPollTimer == 0
+                  ? "no PollTimer keeps the sharing even: add servers or raise their limits"
+                  : "a PollTimer up to " + std::to_string(*told.evenPollTimer) + " keeps the sharing even");
+}
+
+// Each byte as the character of its number, so that any text survives.
+std::string characters(std::string_view bytes) {
+  std::string text;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      text += c;
+    } else {
+      text += static_cast<char>(0xC0 | byte >> 6);
+      text += static_cast<char>(0x80 | (byte & 0x3F));
+    }
+  }
+  return text;
+}
+
+Json poolJson(const PoolEntry& pool) {
+  Json servers = Json::array();
+  for (const ServerEntry& server : pool.servers) {
+    servers.push_back({{"text", characters(server.text)},
+                       {"address", dotted(server.endpoint.ipAddress)},
+                       {"port", server.endpoint.port},
+                       {"polledAt", polledAt(server.endpoint)}});
+  }
+  return {{"name", characters(pool.name)},
+          {"answersTo", characters(foldedName(pool.name))},
+          {"pollIntervalMilliseconds", static_cast<std::uint32_t>(pool.pollInterval)},
+          {"servers", servers}};
+}
+
+Json findingJson(const Finding& finding) {
+  const FindingRow& row = rowOf(finding.kind);
+  Json json{{"line", finding.line}, {"severity", wordOf(row.severity)}, {"slug", row.slug},
+            {"what", finding.what}, {"consequence", row.consequence},   {"remedy", row.remedy}};
+  if (!finding.suggestion.empty()) json["didYouMean"] = characters(finding.suggestion);
+  return json;
+}
+
+template <typename Number>
+Json orNull(const std::optional<Number>& number) {
+  return number ? Json(*number) : Json();
+}
+
+Json forecastJson(const PoolForecast& told) {
+  return {{"pool", characters(told.pool)},
+          {"intervalSeconds", told.interval},
+          {"servers", told.servers},
+          {"answered", told.answered},
+          {"shareBeforeFirstPoll", told.firstShare()},
+          {"requests", told.requests},
+          {"busiestServer", characters(told.busiest)},
+          {"busiestShare", told.busiestShare},
+          {"requestsToFull", orNull(told.room)},
+          {"secondsToFull", orNull(told.secondsToFull)},
+          {"requestsWithoutRoom", told.withoutRoom},
+          {"evenPollTimer", orNull(told.evenPollTimer)}};
+}
+
+}  // namespace
+
+std::size_t ProfileReport::count(Severity severity) const {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(findings, [severity](const Finding& one) { return one.severity() == severity; }));
+}
+
+std::string findingText(const std::string& file, const Finding& finding) {
+  const FindingRow& row = rowOf(finding.kind);
+  std::string text = printable(file) + ":" + std::to_string(finding.line) + ": " + wordOf(row.severity) +
+                     ": " + finding.what + ". " + row.consequence + ". " + row.remedy;
+  text += finding.suggestion.empty() ? "." : " (did you mean `" + printable(finding.suggestion) + "`?).";
+  return text + " [" + row.slug + "]\n";
+}
+
+std::string textOf(const ProfileReport& report) {
+  std::string text = configurationOf(report);
+  for (const Finding& finding : report.findings) text += findingText(report.file, finding);
+  for (const PoolForecast& told : report.forecasts) text += textOf(told, report.rate);
+  return text + counted(report.count(Severity::kError), "error") + ", " +
+         counted(report.count(Severity::kWarning), "warning") + "\n";
+}
+
+std::string jsonOf(const ProfileReport& report) {
+  const EffectiveProfile& effective = report.effective;
+  Json json{{"file", characters(report.file)}};
+  if (report.isRead) {
+    json["starts"] = effective.error == 0;
+    if (effective.error != 0)
+      json["startError"] = {{"id", effective.error}, {"text", textOf(effective.error)}};
+    json["listeningPort"] = effective.listeningPort();
+    for (const KeyId id : settingKeys()) json["settings"][kProfileKeys[id].name] = settingOf(id, effective);
+    json["pools"] = Json::array();
+    for (const PoolEntry& pool : effective.pools) json["pools"].push_back(poolJson(pool));
+  }
+  json["findings"] = Json::array();
+  for (const Finding& finding : report.findings) json["findings"].push_back(findingJson(finding));
+  for (const PoolForecast& told : report.forecasts) json["forecasts"].push_back(forecastJson(told));
+  json["errors"] = report.count(Severity::kError);
+  json["warnings"] = report.count(Severity::kWarning);
+  return json.dump(2) + "\n";
+}
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,248 @@
+// What is wrong with values: numbers by their key's rule, pools' names, servers' addresses and ports; and the
+// comparison of all that a person reads with all that the service reads.
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <map>
+
+#include "tools/profile/findings.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+constexpr std::size_t kLongestValue = 255;
+constexpr std::int64_t kPortLimit = 65535;
+
+// A number as a person reads it: of any size, here at most 10^15. Nothing for anything else.
+std::optional<std::int64_t> visibleNumber(std::string_view text) {
+  const bool isNegative = text.starts_with('-');
+  if (isNegative || text.starts_with('+')) text.remove_prefix(1);
+  if (text.empty()) return {};
+  std::int64_t number = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9') return {};
+    number = std::min<std::int64_t>(number * 10 + (c - '0'), 1'000'000'000'000'000);
+  }
+  return isNegative ? -number : number;
+}
+
+// What the service makes of a value, in the unit of the profile.
+std::int64_t loadedNumber(KeyId id, std::string_view value) {
+  const std::int32_t number = keyNumber(id, value.substr(0, kLongestValue));
+  return kProfileKeys[id].rule == kSeconds ? static_cast<std::uint32_t>(number) / 1000 : std::int64_t{number};
+}
+
+std::string dotted(std::uint32_t address) {
+  char text[INET_ADDRSTRLEN];
+  return inet_ntop(AF_INET, &address, text, sizeof text);
+}
+
+class ValueFinder {
+ public:
+  ValueFinder(const VisibleProfile& visible, Findings& findings) : visible_(visible), findings_(findings) {}
+
+  void find() {
+    for (const VisibleSection& section : visible_.sections) {
+      for (const auto& [key, index] : section.values) findInValue(key.first, visible_.lines[index]);
+    }
+    findInPools();
+    for (const VisiblePool& pool : visible_.pools) findSameServers(pool);
+  }
+
+ private:
+  void findInValue(KeyId id, const VisibleLine& line) {
+    const std::string_view raw = line.rawValue();
+    const bool isText = kProfileKeys[id].rule == kText;
+    if (line.value.empty() && id != kPort) {
+      findings_.add(kEmptyValue, line, quoted(line.name) + " has no value");
+      return;
+    }
+    if (raw.size() > kLongestValue) {
+      findings_.add(kLongValue, line,
+                    "the value of " + quoted(line.name) + " has " + std::to_string(raw.size()) + " bytes");
+    }
+    if (std::ranges::any_of(raw, [](char c) { return c < 0x20 || c == 0x7F; })) {
+      findings_.add(kOddBytes, line, "a byte that is no printable ASCII character in " + quoted(raw));
+    }
+    if (!line.remark.empty()) {
+      findings_.add(isText ? kTextBehindText : kTextBehindNumber, line, "text behind " + quoted(line.value));
+    } else if (raw != line.value) {
+      findings_.add(isText ? kBlankInText : kBlankAroundNumber, line, "a blank at an end of " + quoted(raw));
+    }
+    if (isText) {
+      if (id == kServer) findInServer(line);
+    } else {
+      findInNumber(id, line);
+    }
+  }
+
+  void findInNumber(KeyId id, const VisibleLine& line) {
+    const std::int64_t loaded = loadedNumber(id, line.rawValue());
+    const auto number = visibleNumber(line.value);
+    const std::string reads =
+        quoted(line.name) + ": the service reads " + std::to_string(loaded) + " from " + quoted(line.value);
+    if (id == kPort && loaded == 0) return findings_.add(kPortZero, line, reads);
+    if (!number) return findings_.add(kNotANumber, line, reads);
+    if (id == kPort && (*number < 1 || *number > kPortLimit)) {
+      return findings_.add(kPortRange, line, reads + ", port " + std::to_string(loaded & kPortLimit));
+    }
+    if (id == kPollTimer && *number != loaded) return findings_.add(kPollTimerRange, line, reads);
+    if (kProfileKeys[id].rule == kAtLeastOne && *number < 1) return findings_.add(kBelowOne, line, reads);
+    if (*number != loaded) return findings_.add(kNumberWraps, line, reads);
+    if (id != kLogLineThreshold) return;
+    constexpr int kSlowThreshold = 10'000;
+    if (loaded == 1) findings_.add(kNeverCut, line, quoted(line.text));
+    if (loaded > kSlowThreshold) findings_.add(kSlowLog, line, quoted(line.text));
+  }
+
+  void findInServer(const VisibleLine& line) {
+    const std::string_view entry = line.value;
+    const std::size_t colon = entry.find(':');
+    if (colon != std::string_view::npos) {
+      findInAddress(line, std::string(entry.substr(0, colon)));
+    } else if (std::ranges::count(entry, '.') == 3) {
+      findings_.add(kNoServerPort, line,
+                    quoted(entry) + " has no port: it is port " +
+                        std::to_string(parseServerEntry(std::string(entry)).port) + " of this machine");
+      return;
+    } else if (!visibleNumber(entry)) {
+      findings_.add(std::ranges::any_of(entry, [](unsigned char c) { return std::isalpha(c) != 0; })
+                        ? kHostName
+                        : kNoServerPort,
+                    line, quoted(entry) + " is no port and has no \":\"");
+      return;
+    }
+    const std::string_view port = colon == std::string_view::npos ? entry : entry.substr(colon + 1);
+    const auto number = visibleNumber(port);
+    const std::int32_t loaded = parseServerEntry(std::string(entry)).port;
+    if (!number) {
+      findings_.add(kNoServerPort, line,
+                    quoted(port) + " is no port: the service reads " + std::to_string(loaded));
+    } else if (*number < 1 || *number > kPortLimit) {
+      findings_.add(kServerPortRange, line,
+                    "port " + quoted(port) + " becomes " + std::to_string(loaded & kPortLimit));
+    }
+  }
+
+  void findInAddress(const VisibleLine& line, const std::string& address) {
+    const std::uint32_t loaded = parseServerEntry(address + ":1").ipAddress;
+    const bool isWord = std::ranges::any_of(address, [](unsigned char c) { return std::isalpha(c) != 0; });
+    const bool isHex = address.find("0x") != std::string::npos || address.find("0X") != std::string::npos;
+    std::string decimal;  // with every number's leading zeros taken away
+    for (std::size_t i = 0; i < address.size(); ++i) {
+      const bool isFirst = i == 0 || address[i - 1] == '.';
+      if (address[i] == '0' && (isFirst || decimal.empty() || decimal.back() == '.') &&
+          i + 1 < address.size() && address[i + 1] >= '0' && address[i + 1] <= '9') {
+        continue;
+      }
+      decimal += address[i];
+    }
+    in_addr meant{};
+    const bool isQuad = inet_pton(AF_INET, decimal.c_str(), &meant) == 1;
+    const std::string polled =
+        quoted(address) + " is polled at " + dotted(loaded == 0 ? htonl(INADDR_LOOPBACK) : loaded);
+    if (loaded == INADDR_NONE) {
+      findings_.add(isWord && !isHex ? kHostName : kBadAddress, line,
+                    quoted(address) + (isWord && !isHex ? " is a name" : " is no address of a server"));
+    } else if (loaded == 0) {
+      findings_.add(kAnyAddress, line, quoted(address) + " stands for no machine");
+    } else if (isHex || (decimal != address && (!isQuad || loaded != meant.s_addr))) {
+      findings_.add(kOctalAddress, line, polled, isQuad ? decimal : "");
+    } else if (decimal != address) {
+      findings_.add(kPaddedAddress, line, polled, decimal);
+    } else if (!isQuad) {
+      findings_.add(kShortAddress, line, polled, dotted(loaded));
+    }
+  }
+
+  void findInPools() {
+    std::map<std::string, const VisiblePool*> byFoldedName;
+    for (const VisiblePool& pool : visible_.pools) {
+      const VisibleLine& line = visible_.lines[pool.line];
+      if (pool.name.find(']') != std::string::npos)
+        findings_.add(kPoolBracket, line, quoted(pool.name) + " holds a \"]\"");
+      const auto [found, isNew] = byFoldedName.try_emplace(foldedName(pool.name), &pool);
+      if (isNew) continue;
+      findings_.add(kSamePool, line,
+                    "pool " + quoted(pool.name) + " again, first in line " +
+                        std::to_string(visible_.lines[found->second->line].number));
+    }
+  }
+
+  void findSameServers(const VisiblePool& pool) {
+    std::map<std::pair<std::uint32_t, std::uint16_t>, const VisibleLine*> seen;
+    for (const VisibleLine* line : visible_.serversOf(pool)) {
+      const ServerEndpoint at = parseServerEntry(std::string(line->value));
+      const std::uint32_t address = at.ipAddress == 0 ? htonl(INADDR_LOOPBACK) : at.ipAddress;
+      const auto [found, isNew] = seen.try_emplace({address, static_cast<std::uint16_t>(at.port)}, line);
+      if (isNew || address == INADDR_NONE) continue;
+      findings_.add(kSameServer, *line,
+                    quoted(line->value) + " is the server of line " + std::to_string(found->second->number));
+    }
+  }
+
+  const VisibleProfile& visible_;
+  Findings& findings_;
+};
+
+// Compares value by value what is visible with what is loaded.
+class Comparison {
+ public:
+  Comparison(const VisibleProfile& visible, Findings& findings) : visible_(visible), findings_(findings) {}
+
+  void compare(const EffectiveProfile& effective) {
+    compareNumber(visible_.setup, kPort, effective.port);
+    compareNumber(visible_.setup, kLogLineThreshold, effective.settings.logLineThreshold);
+    compareNumber(visible_.setup, kBucketSize, effective.settings.bucketSize);
+    compareNumber(visible_.setup, kDebugMode, effective.settings.debugLevel);
+    const VisibleLine* quiet = visible_.valueOf(visible_.setup, {kQuietMode, 0});
+    const bool isQuiet = quiet != nullptr && keyNumber(kQuietMode, quiet->value) != 0;
+    if (isQuiet != effective.settings.quietMode) differ(quiet, "\"QuietMode\"", std::to_string(isQuiet));
+    if (visible_.pools.size() != effective.pools.size()) {
+      return differ(nullptr, "the number of pools", std::to_string(effective.pools.size()));
+    }
+    for (std::size_t i = 0; i < effective.pools.size(); ++i)
+      comparePool(visible_.pools[i], effective.pools[i]);
+  }
+
+ private:
+  void differ(const VisibleLine* line, const std::string& what, const std::string& loaded) {
+    findings_.add(kDiffers, line == nullptr ? 1 : line->number, what + " is read as " + quoted(loaded));
+  }
+
+  void compareNumber(const VisibleSection* section, KeyId id, std::int32_t loaded) {
+    const VisibleLine* line = visible_.valueOf(section, {id, 0});
+    if (keyNumber(id, line == nullptr ? std::string_view{} : line->value) == loaded) return;
+    differ(line, quoted(kProfileKeys[id].name), std::to_string(loaded));
+  }
+
+  void comparePool(const VisiblePool& pool, const PoolEntry& loaded) {
+    const VisibleLine& line = visible_.lines[pool.line];
+    const auto servers = visible_.serversOf(pool);
+    if (pool.name != loaded.name) return differ(&line, quoted(pool.name), loaded.name);
+    compareNumber(pool.section, kPollTimer, loaded.pollInterval);
+    if (servers.size() != loaded.servers.size()) {
+      return differ(&line, "the number of servers", std::to_string(loaded.servers.size()));
+    }
+    for (std::size_t i = 0; i < servers.size(); ++i) {
+      if (servers[i]->value != loaded.servers[i].text)
+        differ(servers[i], quoted(servers[i]->value), loaded.servers[i].text);
+    }
+  }
+
+  const VisibleProfile& visible_;
+  Findings& findings_;
+};
+
+}  // namespace
+
+void findInValues(const VisibleProfile& visible, Findings& findings) {
+  ValueFinder(visible, findings).find();
+}
+
+void findDifferences(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings) {
+  Comparison(visible, findings).compare(effective);
+}
+
+}  // namespace nimbolsp::tools
