@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tests/support/daemon_process.h"
 #include "tests/support/fake_server.h"
 #include "tests/support/temp_folder.h"
 #include "tools/commands/command.h"
@@ -68,6 +69,21 @@ TEST(LiveProgram, TellsWhatIsSeenAndExitsWithItsStatus) {
     EXPECT_EQ(companion(folder, row.arguments), row.status) << row.arguments;
     EXPECT_NE(folder.read("output").find(row.told), std::string::npos) << folder.read("output");
   }
+}
+
+TEST(LiveProgram, WaitsForTheFirstPollsOfTheServiceThatRuns) {
+  FakeServer server;
+  DaemonProcess service(NIMBOLSP_PROGRAM);
+  service.writeProfile("Pool1=p\r\n", "[p]\r\nServer1=" + server.entry() + "\r\nPollTimer=1\r\n");
+  const TempFolder& folder = service.folder();
+  EXPECT_EQ(companion(folder, "wait --polled --pid 999999999"), kServiceFailed);
+  EXPECT_EQ(companion(folder, "wait --polled --timeout 1"), 1);
+  ASSERT_TRUE(service.startService());
+  EXPECT_EQ(companion(folder, "ping"), kDone);
+  EXPECT_EQ(companion(folder, "wait --polled"), kDone) << folder.read("output");
+  EXPECT_GE(server.polls(), 2);  // its own, and the service's
+  EXPECT_EQ(companion(folder, "wait --polled --pid " + std::to_string(service.pid())), kDone);
+  EXPECT_EQ(service.stopService(), 0);
 }
 
 }  // namespace

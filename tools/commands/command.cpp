@@ -9,6 +9,7 @@ constexpr Command kCommands[] = {
     {"simulate", "Act as servers to poll, on 127.0.0.1", declareSimulate},
     {"servers", "Poll every server once and show what each says", declareServers},
     {"ping", "Ask the service whether it is there; touches no pool", declarePing},
+    {"wait", "Wait until the service has polled every server", declareWait},
     {"ask", "Act as a front end: ask the service for servers of a pool", declareAsk},
     {"serve", "Show all servers to browsers and monitoring, over HTTP", declareServe},
 };

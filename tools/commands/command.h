@@ -36,5 +36,6 @@ Runner declareServers(CLI::App& command);
 Runner declareServe(CLI::App& command);
 Runner declareCheck(CLI::App& command);
 Runner declareSimulate(CLI::App& command);
+Runner declareWait(CLI::App& command);
 
 }  // namespace nimbolsp::tools

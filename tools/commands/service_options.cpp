@@ -39,7 +39,7 @@ void addTimeoutOption(CLI::App& command, std::int64_t& milliseconds, const std::
       ->check(between(std::int64_t{1}, std::int64_t{86'400'000}));
 }
 
-void addServiceOptions(CLI::App& command, ServiceOptions& options) {
+void addAddressOptions(CLI::App& command, ServiceOptions& options) {
   addProfileOption(command, options.profile);
   command.add_option("--host", options.address.host, "The service's address, dotted (default 127.0.0.1)")
       ->type_name("ADDRESS")
@@ -47,6 +47,10 @@ void addServiceOptions(CLI::App& command, ServiceOptions& options) {
   command.add_option("--port", options.address.port, "The service's port (default: the profile's)")
       ->type_name("PORT")
       ->check(between(1, 65535));
+}
+
+void addServiceOptions(CLI::App& command, ServiceOptions& options) {
+  addAddressOptions(command, options);
   addTimeoutOption(command, options.timeoutMilliseconds, "Wait for an answer so long at most");
 }
 

@@ -36,6 +36,9 @@ CLI::Option* addProfileOption(CLI::App& command, std::string& profile);
 // Declares --timeout, whose default is the value that `milliseconds` has.
 void addTimeoutOption(CLI::App& command, std::int64_t& milliseconds, const std::string& what);
 
+// Declares --profile, --host and --port.
+void addAddressOptions(CLI::App& command, ServiceOptions& options);
+
 // Declares all four.
 void addServiceOptions(CLI::App& command, ServiceOptions& options);
 

@@ -1,0 +1,240 @@
+// "wait --polled": returns once the running service has polled every server of its profile for the first
+// time. The service does not tell, so it is reckoned: a server's first poll begins one PollTimer after its
+// thread was started, and from then on the server is withheld until it has answered.
+#include <poll.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include "service/wire/descriptors.h"
+#include "tools/commands/checks.h"
+#include "tools/commands/command.h"
+#include "tools/commands/service_options.h"
+#include "tools/polling/survey.h"
+#include "tools/process.h"
+#include "tools/service_process.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr int kTimedOut = 1;
+constexpr milliseconds kLook{100};        // between two looks at the service
+constexpr milliseconds kAbsence{10'000};  // how long the service may be away
+constexpr milliseconds kMargin{250};      // for threads that are woken late
+constexpr milliseconds kLongestPoll{2000};
+constexpr milliseconds kPingTimeout{5000};
+
+const char* const kHelp =
+    R"(For the moment after a start or restart, when the service hands out servers of which it knows nothing yet. The
+running service's start is taken from the process that listens on the port; its user or root can see that one.
+Others give --pid, or the time is counted from now, which takes longer. A service that is not there may come within
+10 seconds; one that is started anew meanwhile is waited for anew. At the end the service is asked as "ping" does.
+The profile must be the one that the service has read.
+Examples:
+  nimbolspctl wait --polled --profile /opt/nimbolsp/nimbolsp.ini
+  nimbolspctl wait --polled --pid 1234 --timeout 60000
+Exit status: 0 every server had its first poll and the service answers, 1 the time of --timeout was over, 3 the
+service is not there, ended or does not answer, 64 the command line is wrong or the profile is not one to start with,
+74 the output could not be written, 130 interrupted.)";
+
+struct Line {
+  ServiceOptions service;
+  std::int64_t timeoutMilliseconds = 0;
+  std::int32_t process = 0;
+  bool polled = false;
+};
+
+// The running service as it is seen just now.
+struct Sighting {
+  bool there = false;
+  std::uint64_t identity = 0;  // changes with a restart
+  pid_t process = -1;          // -1: unseen
+  Clock::time_point started;   // of its newest thread; of the sighting where that is unseen
+};
+
+// The longest time from a thread's start to its first poll, as the service rounds it.
+milliseconds firstPollDelay(const EffectiveProfile& profile) {
+  std::uint64_t seconds = 0;
+  for (const PoolEntry& pool : profile.pools) {
+    seconds = std::max(seconds, (std::uint64_t{static_cast<std::uint32_t>(pool.pollInterval)} + 500) / 1000);
+  }
+  return milliseconds(seconds * 1000);
+}
+
+std::string inSeconds(milliseconds time) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(time.count()) / 1000);
+  return text;
+}
+
+class Waiting {
+ public:
+  explicit Waiting(const Line& line)
+      : line_(line),
+        service_(line.service.resolved()),
+        profile_(readEffectiveProfile(line.service.profile)),
+        delay_(firstPollDelay(profile_)),
+        isLocal_(isLocal(service_)) {
+    if (profile_.error != 0) {
+      throw std::invalid_argument("the service would not start with " + line.service.profile);
+    }
+  }
+
+  int run() {
+    for (;;) {
+      const Sighting seen = look();
+      if (const int status = seen.there ? arrive(seen) : miss(); status >= 0) return status;
+      if (line_.timeoutMilliseconds > 0 && Clock::now() >= end_) {
+        complain("the time was over before every server had its first poll");
+        return kTimedOut;
+      }
+      if (!pause()) return kStoppedBySignal;
+    }
+  }
+
+ private:
+  Sighting look() const {
+    Sighting seen{false, 0, line_.process > 0 ? line_.process : -1, Clock::now()};
+    if (seen.process < 0 && isLocal_) {
+      const auto socket = listeningSocket(service_);
+      seen.there = socket.has_value();
+      seen.identity = socket.value_or(0);
+      if (known_.there && seen.identity == known_.identity) return known_;
+      if (seen.there) seen.process = ownerOf(seen.identity);
+    } else if (seen.process < 0) {
+      seen.there = askService(service_, "", kPingTimeout, stop_.number()).answered;
+    }
+    if (seen.process < 0) return seen;
+    const auto start = startOf(seen.process);
+    seen.there = start.has_value();
+    if (!start) return seen;
+    if (line_.process > 0) seen.identity = start->ticks;
+    seen.started = Clock::now() - start->newest;
+    return seen;
+  }
+
+  // The service is there. Returns a status, or -1 to go on waiting.
+  int arrive(const Sighting& seen) {
+    if (!known_.there || seen.identity != known_.identity) {
+      if (known_.there) complain("the service was started anew");
+      known_ = seen;
+      tellSighting();
+      due_ = dueTime();
+      const auto left = std::chrono::duration_cast<milliseconds>(due_ - Clock::now());
+      if (left > milliseconds(1000)) complain("waiting " + inSeconds(left) + " for the first polls");
+    }
+    if (line_.process > 0) due_ = std::max(due_, seen.started + delay_ + kMargin);  // threads still start
+    return Clock::now() < due_ ? -1 : finish();
+  }
+
+  void tellSighting() const {
+    if (known_.process < 0) {
+      complain(
+          "the service's process cannot be seen (its user or root can, or --pid names it); counting from "
+          "now");
+      return;
+    }
+    struct stat file {};
+    const auto start = startOf(known_.process);
+    if (start && stat(line_.service.profile.c_str(), &file) == 0 &&
+        std::time(nullptr) - file.st_mtime < start->age.count() / 1000) {
+      complain(line_.service.profile +
+               " was changed after the service had started, which goes by what it read");
+    }
+  }
+
+  // When the first polls are over: they begin after the delay, and take as long as polls take.
+  Clock::time_point dueTime() const {
+    const Clock::time_point begin = known_.started + delay_ + kMargin;
+    if (Clock::now() >= begin + kLongestPoll) return begin;
+    std::chrono::microseconds longest{0};
+    const Survey survey =
+        takeSurvey(profile_.pools, profile_.settings.bucketSize, kLongestPoll, stop_.number());
+    for (const SurveyedServer& server : survey.servers) {
+      if (server.answered()) longest = std::max(longest, server.result.took);
+    }
+    return begin + longest;
+  }
+
+  // The service is not there. Returns a status, or -1 to go on waiting.
+  int miss() {
+    if (line_.process > 0) {
+      complain("there is no process " + std::to_string(line_.process));
+      return kServiceFailed;
+    }
+    if (known_.there) {
+      complain("the service has ended; waiting for its return");
+      absentSince_ = Clock::now();
+    }
+    known_ = {};
+    if (Clock::now() - absentSince_ < kAbsence) return -1;
+    complain("nobody answers at " + service_.text());
+    return kServiceFailed;
+  }
+
+  int finish() const {
+    const ServiceAnswer answer = askService(service_, "", kPingTimeout, stop_.number());
+    if (!answer.answered) {
+      complain(answer.failure);
+      return kServiceFailed;
+    }
+    std::size_t servers = 0;
+    for (const PoolEntry& pool : profile_.pools) servers += pool.servers.size();
+    print("every server had its first poll: " + std::to_string(servers) + " in " +
+          std::to_string(profile_.pools.size()) + (profile_.pools.size() == 1 ? " pool; " : " pools; ") +
+          service_.text() + " answers\n");
+    return kDone;
+  }
+
+  // Until the next look. False when the stop came.
+  bool pause() const {
+    const auto left = known_.there ? std::chrono::ceil<milliseconds>(due_ - Clock::now()) : kLook;
+    pollfd watched{stop_.number(), POLLIN, 0};
+    return poll(&watched, 1, static_cast<int>(std::clamp(left, milliseconds(1), kLook).count())) == 0;
+  }
+
+  const Line& line_;
+  const ServiceAddress service_;
+  const EffectiveProfile profile_;
+  const milliseconds delay_;
+  const bool isLocal_;
+  const Descriptor stop_ = catchStopSignals();
+  const Clock::time_point end_ = Clock::now() + milliseconds(line_.timeoutMilliseconds);
+  Sighting known_;
+  Clock::time_point due_;
+  Clock::time_point absentSince_ = Clock::now();
+};
+
+int run(const Line& line) {
+  raiseDescriptorLimit();
+  return Waiting(line).run();
+}
+
+}  // namespace
+
+Runner declareWait(CLI::App& command) {
+  const auto line = std::make_shared<Line>();
+  command.add_flag("--polled", line->polled, "Until every server had its first poll")->required();
+  addAddressOptions(command, line->service);
+  command.add_option("--pid", line->process, "The service's process (default: who listens on the port)")
+      ->type_name("PID")
+      ->check(between(1, INT32_MAX));
+  command
+      .add_option("--timeout", line->timeoutMilliseconds,
+                  "Wait so long at most (default: as long as it takes)")
+      ->type_name("MILLISECONDS")
+      ->check(between(std::int64_t{1}, std::int64_t{86'400'000}));
+  command.footer(kHelp);
+  return [line] { return run(*line); };
+}
+
+}  // namespace nimbolsp::tools

@@ -1,0 +1,33 @@
+// The service's process, as it can be seen from outside by what the system tells of sockets and processes.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+#include "tools/service_client.h"
+
+namespace nimbolsp::tools {
+
+// Whether the address is one of this machine's own.
+bool isLocal(const ServiceAddress& service);
+
+// The number of the socket that listens there, which no other socket has had since the machine started or
+// will soon have again. None when nobody listens on this machine.
+std::optional<std::uint64_t> listeningSocket(const ServiceAddress& service);
+
+// The process that has a socket open; -1 when it cannot be seen: it is another user's.
+pid_t ownerOf(std::uint64_t socketNumber);
+
+struct ProcessStart {
+  std::uint64_t ticks = 0;           // of the process, after the machine's start: tells two of one id apart
+  std::chrono::milliseconds age{0};  // of the process
+  std::chrono::milliseconds newest{0};  // age of its newest thread, rather too low than too high
+};
+
+// When a process and its threads were started. None when there is no such process.
+std::optional<ProcessStart> startOf(pid_t process);
+
+}  // namespace nimbolsp::tools
