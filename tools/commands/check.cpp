@@ -1,7 +1,5 @@
 // "check": what the service makes of a profile, and everything in it that is wrong.
-#include <sys/stat.h>
 #include <chrono>
-#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -30,25 +28,15 @@ Examples:
   nimbolspctl check nimbolsp.ini --rate 200
 
 Exit status: 0 clean, 1 warnings, 2 errors, 64 the command line is wrong or the file cannot be read, 74 standard
-output could not be written.)";
+output or, with --fix, the file could not be written.)";
 
 struct Line {
   std::string profile = kDefaultProfile;
   bool json = false;
+  bool fix = false;
   double rate = 0;
   std::int64_t timeout = 2000;
 };
-
-// At most a byte more than what is looked into; nothing of what cannot be read or is no ordinary file.
-std::string readContents(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  std::string contents(kMostVisibleBytes + 1, '\0');
-  std::ifstream file(path, std::ios::binary);
-  file.read(contents.data(), static_cast<std::streamsize>(contents.size()));
-  contents.resize(static_cast<std::size_t>(file.gcount()));
-  return contents;
-}
 
 std::vector<PoolForecast> forecastsOf(const EffectiveProfile& effective, const Line& line, int stop) {
   std::vector<ServerEndpoint> endpoints;
@@ -68,22 +56,36 @@ std::vector<PoolForecast> forecastsOf(const EffectiveProfile& effective, const L
   return forecasts;
 }
 
+// Looks into the file as it is now.
+void look(ProfileReport& report) {
+  const std::string contents = readProfileText(report.file);
+  const auto visible = readVisibleProfile(contents);
+  report.isRead = visible.has_value();
+  if (report.isRead) report.effective = readEffectiveProfile(report.file);
+  report.findings = findAll(visible, report.effective);
+}
+
+int statusOf(const ProfileReport& report) {
+  if (report.fix && report.fix->hasFailed) return kOutputFailed;
+  if (report.count(Severity::kError) > 0) return kErrors;
+  return report.findings.empty() ? kDone : kWarnings;
+}
+
 int run(const Line& line) {
   ProfileReport report;
   report.file = line.profile;
-  const std::string contents = readContents(line.profile);
-  const auto visible = readVisibleProfile(contents);
-  report.isRead = visible.has_value();
-  if (report.isRead) report.effective = readEffectiveProfile(line.profile);
-  report.findings = findAll(visible, report.effective);
+  look(report);
+  if (line.fix) {
+    report.fix = fixProfile(line.profile);
+    if (report.fix->changed) look(report);
+  }
   if (line.rate > 0) {
     const Descriptor stop = catchStopSignals();
     report.rate = line.rate;
     report.forecasts = forecastsOf(report.effective, line, stop.number());
   }
   print(line.json ? jsonOf(report) : textOf(report));
-  if (report.count(Severity::kError) > 0) return kErrors;
-  return report.findings.empty() ? kDone : kWarnings;
+  return statusOf(report);
 }
 
 }  // namespace
@@ -93,6 +95,10 @@ Runner declareCheck(CLI::App& command) {
   CLI::Option* profile = addProfileOption(command, line->profile);
   command.add_option("PROFILE", line->profile, "The same, without the option's name")->excludes(profile);
   command.add_flag("--json", line->json, "Print one JSON object instead of text");
+  command.add_flag("--fix", line->fix,
+                   "Rewrite the file with CR LF and an empty line between sections, if the\n"
+                   "service then loads what the file visibly says; the former text stays\n"
+                   "in FILE.bak, or FILE.bak.1 and so on");
   command
       .add_option("--rate", line->rate,
                   "Poll every server once and tell how so many requests a second to each\n"

@@ -134,6 +134,8 @@ std::string quoted(std::string_view text) {
 }
 
 void Findings::add(FindingKind kind, std::size_t line, std::string what, std::string suggestion) {
+  if (isFull(kind)) return;
+  ++counts_[kind];
   all_.push_back({kind, line, std::move(what), std::move(suggestion)});
 }
 

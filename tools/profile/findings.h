@@ -110,7 +110,7 @@ std::string suggested(std::string_view wrong, const std::vector<std::string>& ri
 // A name or value in a message.
 std::string quoted(std::string_view text);
 
-// Gathers findings, one of a kind and line.
+// Gathers findings: one of a kind and line, and at most 1,000 of a kind.
 class Findings {
  public:
   void add(FindingKind kind, std::size_t line, std::string what, std::string suggestion = {});
@@ -119,11 +119,17 @@ class Findings {
   }
   bool hasErrors() const;
 
+  // No more of this kind are taken.
+  bool isFull(FindingKind kind) const { return counts_[kind] == kMostOfAKind; }
+
   // All, by line.
   std::vector<Finding> take();
 
  private:
+  static constexpr int kMostOfAKind = 1000;
+
   std::vector<Finding> all_;
+  int counts_[kFindingKindCount] = {};
 };
 
 // The finders. Each looks at the whole profile.

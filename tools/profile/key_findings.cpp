@@ -71,6 +71,7 @@ class KeyFinder {
   }
 
   void findUnknownKey(const VisibleLine& line, bool ofPool) {
+    if (findings_.isFull(kMisspelledKey) || findings_.isFull(kUnknownKey)) return;
     const std::string what = quoted(line.name) + " is no key of " + whereIsKey(ofPool);
     if (const auto other = knownKey(line.name, !ofPool)) {
       findings_.add(kWrongSection, line, quoted(line.name) + " is a key of " + whereIsKey(!ofPool));
@@ -156,7 +157,7 @@ class KeyFinder {
   void findInPool(const VisiblePool& pool) {
     const VisibleLine& line = visible_.lines[pool.line];
     if (pool.section == nullptr) {
-      findings_.add(kNoSection, line, quoted(pool.name) + " has no section [" + pool.name + "]",
+      findings_.add(kNoSection, line, "there is no section " + quoted("[" + pool.name + "]"),
                     suggested(pool.name, unusedSections()));
       return;
     }
@@ -175,6 +176,7 @@ class KeyFinder {
     for (const VisiblePool& pool : visible_.pools) wanted.push_back(pool.name);
     for (const VisibleSection& section : visible_.sections) {
       if (section.use != VisibleSection::kUnused) continue;
+      if (findings_.isFull(kUnknownSection)) return;
       findings_.add(kUnknownSection, visible_.lines[section.headers[0]],
                     "nothing names section " + quoted("[" + section.name + "]"),
                     suggested(section.name, wanted));

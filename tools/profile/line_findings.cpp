@@ -13,13 +13,14 @@ namespace {
 using nimboxi::endsSection;
 using nimboxi::nextLine;
 
+constexpr std::size_t kMostListed = 5;
+
 std::string listOf(const std::vector<std::string>& names) {
-  constexpr std::size_t kShown = 5;
   std::string list;
-  for (std::size_t i = 0; i < std::min(names.size(), kShown); ++i)
+  for (std::size_t i = 0; i < std::min(names.size(), kMostListed); ++i) {
     list += (i == 0 ? "" : ", ") + quoted(names[i]);
-  if (names.size() > kShown) list += " and " + std::to_string(names.size() - kShown) + " more";
-  return list;
+  }
+  return list + (names.size() > kMostListed ? " and more" : "");
 }
 
 std::string kindOfEnd(std::string_view line) {
@@ -63,7 +64,15 @@ class SectionWalk {
     crossed_ = nullptr;
     leaking_.clear();
     counting_ = false;
-    while (!endsSection(text_, at)) {
+    bool hasEnded = false;  // in the line before
+    while (at < text_.size()) {
+      if (endsSection(text_, at)) {
+        if (crossed_ != nullptr || !goesOn(visible_.lineAt(at), hasEnded)) break;
+        hasEnded = true;
+        at = nextLine(text_, at);
+        continue;
+      }
+      hasEnded = false;
       const VisibleLine& line = visible_.lineAt(at);
       const std::size_t equals = text_.find('=', at);
       if (text_[at] == '[') {
@@ -84,10 +93,7 @@ class SectionWalk {
       }
       at = nextLine(text_, equals);
     }
-    if (crossed_ != nullptr)
-      tellCrossing();
-    else if (at < text_.size())
-      tellEnd(visible_.lineAt(at));
+    if (crossed_ != nullptr) tellCrossing();
     return at;
   }
 
@@ -125,7 +131,7 @@ class SectionWalk {
     if (crosses) {
       cross(line, valueLine);
     } else if (inside) {
-      findings_.add(kWithoutEquals, line, what + " in section [" + printableName() + "]");
+      findings_.add(kWithoutEquals, line, what + " in section " + quoted("[" + section_.name + "]"));
     }
   }
 
@@ -148,33 +154,40 @@ class SectionWalk {
   }
 
   void tellCrossing() {
-    std::string what = "section [" + printableName() + "] does not end in front of [" + into_ + "]";
+    std::string what = "section " + quoted("[" + section_.name + "]") + " does not end in front of " +
+                       quoted("[" + into_ + "]");
     if (crossed_->kind != VisibleLine::kHeader) {
       what = std::string(crossed_->kind == VisibleLine::kRemark ? "a remark" : "a line without \"=\"") +
-             " takes section [" + printableName() + "] on into [" + into_ + "]";
+             " takes section " + quoted("[" + section_.name + "]") + " on into " + quoted("[" + into_ + "]");
+    }
+    if (crossed_->kind == VisibleLine::kHeader && (crossed_ - 1)->kind == VisibleLine::kEmpty) {
+      what += ", for with LF line ends a single empty line does not count";
     }
     if (!leaking_.empty())
       what += "; there " + std::string(leaking_.size() == 1 ? "is " : "are ") + listOf(leaking_);
     findings_.add(counting_ ? kKeysLeak : kSectionNotEnded, *crossed_, what);
   }
 
-  // The line that ends the section, if keys that are meant for it follow.
-  void tellEnd(const VisibleLine& end) {
-    if (!isInside(end) || end.kind == VisibleLine::kHeader) return;
+  // Tells of a line that ends the section if keys that are meant for it follow: the walk then goes on, so
+  // that one fault does not hide the next.
+  bool goesOn(const VisibleLine& end, bool isTold) {
+    if (!isInside(end) || end.kind == VisibleLine::kHeader) return false;
+    const VisibleLine* behind = visible_.lines.data() + visible_.lines.size();
+    if (isTold && end.kind == VisibleLine::kEmpty && &end < lastKey_) return true;
     std::vector<std::string> lost;
-    for (const VisibleLine* line = &end; line < visible_.lines.data() + visible_.lines.size(); ++line) {
+    for (const VisibleLine* line = &end; line < behind && lost.size() <= kMostListed; ++line) {
       if (line->kind == VisibleLine::kHeader || line->offset >= text_.size()) break;
-      if (line->kind == VisibleLine::kKey && knownKey(line->name, ofPool_)) lost.emplace_back(line->name);
+      if (line->kind != VisibleLine::kKey || !knownKey(line->name, ofPool_)) continue;
+      lost.emplace_back(line->name);
+      lastKey_ = line;
     }
-    if (lost.empty()) return;
-    findings_.add(
-        kSectionEndsEarly, end,
-        kindOfEnd(end.text) + " ends section [" + printableName() + "] in front of " + listOf(lost));
-  }
-
-  std::string printableName() const {
-    const std::string name = quoted(section_.name);
-    return name.substr(1, name.size() - 2);
+    if (findings_.isFull(kSectionEndsEarly)) return false;
+    if (!lost.empty() && !(isTold && end.kind == VisibleLine::kEmpty)) {
+      findings_.add(kSectionEndsEarly, end,
+                    kindOfEnd(end.text) + " ends section " + quoted("[" + section_.name + "]") +
+                        " in front of " + listOf(lost));
+    }
+    return !lost.empty();
   }
 
   const VisibleProfile& visible_;
@@ -186,7 +199,8 @@ class SectionWalk {
   const VisibleLine* crossed_ = nullptr;  // the line at which the walk left its section
   std::string into_;
   std::vector<std::string> leaking_;
-  bool counting_ = false;  // one of them is loaded
+  bool counting_ = false;                 // one of them is loaded
+  const VisibleLine* lastKey_ = nullptr;  // one that stands behind the section's end
 };
 
 void findInHeaders(const VisibleProfile& visible, Findings& findings) {

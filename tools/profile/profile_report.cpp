@@ -155,10 +155,25 @@ Json poolJson(const PoolEntry& pool) {
 
 Json findingJson(const Finding& finding) {
   const FindingRow& row = rowOf(finding.kind);
-  Json json{{"line", finding.line}, {"severity", wordOf(row.severity)}, {"slug", row.slug},
-            {"what", finding.what}, {"consequence", row.consequence},   {"remedy", row.remedy}};
+  Json json{{"line", finding.line},
+            {"severity", wordOf(row.severity)},
+            {"slug", row.slug},
+            {"what", characters(finding.what)},
+            {"consequence", row.consequence},
+            {"remedy", row.remedy}};
   if (!finding.suggestion.empty()) json["didYouMean"] = characters(finding.suggestion);
   return json;
+}
+
+std::string textOf(const FixOutcome& fix, const std::string& file) {
+  if (fix.changed)
+    return printable(file) + ": rewritten; the former text is in " + printable(fix.backup) + "\n";
+  return printable(file) + ": not changed: " + printable(fix.why) + "\n";
+}
+
+Json fixJson(const FixOutcome& fix) {
+  if (fix.changed) return {{"changed", true}, {"backup", characters(fix.backup)}};
+  return {{"changed", false}, {"why", characters(fix.why)}};
 }
 
 template <typename Number>
@@ -198,6 +213,7 @@ std::string findingText(const std::string& file, const Finding& finding) {
 
 std::string textOf(const ProfileReport& report) {
   std::string text = configurationOf(report);
+  if (report.fix) text += textOf(*report.fix, report.file);
   for (const Finding& finding : report.findings) text += findingText(report.file, finding);
   for (const PoolForecast& told : report.forecasts) text += textOf(told, report.rate);
   return text + counted(report.count(Severity::kError), "error") + ", " +
@@ -216,6 +232,7 @@ std::string jsonOf(const ProfileReport& report) {
     json["pools"] = Json::array();
     for (const PoolEntry& pool : effective.pools) json["pools"].push_back(poolJson(pool));
   }
+  if (report.fix) json["fix"] = fixJson(*report.fix);
   json["findings"] = Json::array();
   for (const Finding& finding : report.findings) json["findings"].push_back(findingJson(finding));
   for (const PoolForecast& told : report.forecasts) json["forecasts"].push_back(forecastJson(told));

@@ -1,10 +1,12 @@
 // A profile that was looked into, as text for people and as JSON. Pure.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/profile/findings.h"
+#include "tools/profile/profile_fix.h"
 #include "tools/profile/sharing_forecast.h"
 
 namespace nimbolsp::tools {
@@ -14,6 +16,8 @@ struct ProfileReport {
   bool isRead = true;  // false: too large, nothing is known of what the service loads
   EffectiveProfile effective;
   std::vector<Finding> findings;
+  std::optional<FixOutcome>
+      fix;  // what became of a rewriting, if one was asked for; the rest is told as it is then
   std::vector<PoolForecast> forecasts;
   double rate = 0;  // requests a second, of the forecasts; 0: none
 
