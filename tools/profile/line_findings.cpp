@@ -81,7 +81,9 @@ class SectionWalk {
         continue;
       }
       if (equals == std::string_view::npos) {
-        if (line.kind == VisibleLine::kWords) withoutEquals(line);
+        if (line.kind == VisibleLine::kWords && isInside(line)) {
+          findings_.add(kWithoutEquals, line, "a line without \"=\"");
+        }
         at = text_.size();
         break;
       }
@@ -106,8 +108,6 @@ class SectionWalk {
     crossed_ = &culprit;
     into_ = visible_.sections[static_cast<std::size_t>(into.section)].name;
   }
-
-  void withoutEquals(const VisibleLine& line) { findings_.add(kWithoutEquals, line, "a line without \"=\""); }
 
   // A line without "=" whose key ends at the "=" of a later line.
   void swallow(const VisibleLine& line, const VisibleLine& valueLine) {

@@ -229,7 +229,7 @@ FixOutcome fixProfile(const std::string& path) {
   }
   const std::string text = rewritten(*visible);
   if (text == contents) {
-    outcome.why = "it has the right form";
+    outcome.why = "a rewriting would not change it";
   } else if (status.st_nlink > 1) {
     outcome.why = "it has several names (hard links), and only one would be changed";
   } else {
