@@ -19,16 +19,16 @@ constexpr int kErrors = 2;
 constexpr double kHighestRate = 1e9;
 
 const char* const kFooter =
-    R"(Every finding is a line "FILE:LINE: error|warning: what. consequence. remedy. [kind]"; an error is where the
-service would not start or loads something else than the file visibly says.
+    R"(Every finding is a line "FILE:LINE: error|warning: what. consequence. remedy. [kind]", at most 1,000
+of a kind; an error is where the service would not start or loads something else than the file visibly says.
 In JSON a byte of 0x80 and above in a name or text is the character of that number.
 
 Examples:
   nimbolspctl check /opt/nimbolsp/nimbolsp.ini
   nimbolspctl check nimbolsp.ini --rate 200
 
-Exit status: 0 clean, 1 warnings, 2 errors, 64 the command line is wrong or the file cannot be read, 74 standard
-output or, with --fix, the file could not be written.)";
+Exit status: 0 clean, 1 warnings, 2 errors, 64 the command line is wrong or the file cannot be read, 74
+standard output or, with --fix, the file could not be written.)";
 
 struct Line {
   std::string profile = kDefaultProfile;
