@@ -2,6 +2,9 @@
 // first polls, and the live picture.
 #include <gtest/gtest.h>
 
+#include <pty.h>
+#include <sys/wait.h>
+
 #include <algorithm>
 
 #include "tests/support/daemon_process.h"
@@ -9,6 +12,8 @@
 #include "tests/support/temp_folder.h"
 #include "tools/commands/command.h"
 #include "tools/polling/survey.h"
+#include "tools/terminal/top_text.h"
+#include "tools/terminal/top_view.h"
 
 namespace nimbolsp::tools {
 namespace {
@@ -68,6 +73,137 @@ TEST(LiveProgram, TellsWhatIsSeenAndExitsWithItsStatus) {
   for (const auto& row : cases) {
     EXPECT_EQ(companion(folder, row.arguments), row.status) << row.arguments;
     EXPECT_NE(folder.read("output").find(row.told), std::string::npos) << folder.read("output");
+  }
+}
+
+// Servers "a:1", "a:2" and so on with loads; kNoLoad: refused.
+Picture pictureOf(const std::vector<std::int16_t>& loads) {
+  Picture picture;
+  PoolState& pool = picture.pools.emplace_back(PoolState{"P", milliseconds(1500), 1, {}});
+  for (const std::int16_t load : loads) {
+    ServerState& server = pool.servers.emplace_back();
+    server.text = "a:" + std::to_string(pool.servers.size());
+    server.endpoint = {1, 1};
+    server.polls = 1;
+    server.answers = load != kNoLoad;
+    server.failures = server.answers ? 0 : 1;
+    server.last = {server.answers ? PollEnd::kAnswered : PollEnd::kNotConnected, ECONNREFUSED, {}, {}};
+    server.standing = standingOf({1, 0, load, 100}, 100);
+    server.history = {load};
+  }
+  return picture;
+}
+
+std::string textOf(const std::vector<ScreenLine>& lines) {
+  std::string text;
+  for (const ScreenLine& line : lines) {
+    for (const Span& span : line) text += span.text;
+    text += "\n";
+  }
+  return text;
+}
+
+// The key that an escape stands for.
+int codeOf(char key) {
+  const std::pair<char, TopKey> codes[] = {{'\r', kKeyEnter}, {'\x1B', kKeyEscape}, {'\b', kKeyBackspace}};
+  const auto found = std::ranges::find(codes, key, &std::pair<char, TopKey>::first);
+  return found == std::end(codes) ? static_cast<int>(key) : static_cast<int>(found->second);
+}
+
+TEST(TopView, KeysChooseAndOrderTheRows) {
+  const Picture picture = pictureOf({30, kNoLoad, 100, 30, -5});
+  const struct {
+    const char* keys;
+    const char* rows;  // the servers' numbers
+  } cases[] = {{"", "12345"},    {"l", "31452"},        {"ss", "13452"},     {"lr", "25413"},
+               {"f", "21345"},   {"nr", "54321"},       {"t", "235"},        {"t\x1B", "12345"},
+               {"/FULL\r", "3"}, {"/a:3\b4\rlq", "4"},  {"/x\x1B", "12345"}, {"/q", ""},
+               {"?tq", "12345"}, {"x\x7F\x01", "12345"}};
+  for (const auto& c : cases) {
+    TopState state;
+    for (const char* key = c.keys; *key != '\0'; ++key) {
+      const int code = codeOf(*key);
+      EXPECT_EQ(handleKey(state, code), code != 'q' || state.editingFilter) << c.keys;
+    }
+    std::string rows;
+    for (const TopRow& row : chooseRows(picture, state)) rows += row.server->text.back();
+    EXPECT_EQ(rows, c.rows) << c.keys;
+  }
+}
+
+TEST(TopView, EveryScreenIsFullAndScrollsNoFurtherThanItsRows) {
+  const Picture picture = pictureOf(std::vector<std::int16_t>(1024, 75));
+  for (const bool unicode : {false, true}) {
+    for (const std::size_t width : {0U, 1U, 20U, 40U, 80U, 132U, 200U}) {
+      for (const std::size_t height : {1U, 5U, 24U}) {
+        TopState state;
+        state.unicode = unicode;
+        handleKey(state, kKeyEnd);
+        const auto lines = layoutScreen(picture, state, width, height, {});
+        const std::string text = textOf(lines);
+        EXPECT_EQ(lines.size(), height);
+        EXPECT_EQ(std::ranges::count_if(text, [](char c) { return (c & 0xC0) != 0x80; }),
+                  static_cast<std::ptrdiff_t>(height * (width + 1)));
+        EXPECT_EQ(text.find("a:1024") != std::string::npos, width > 10 && height > 6)
+            << width << "x" << height;
+        for (int i = 0; i < 2000; ++i) handleKey(state, kKeyPageUp);
+        EXPECT_EQ(state.firstRow, 0u);
+      }
+    }
+  }
+  EXPECT_NE(plainPicture(pictureOf({50, kNoLoad}), {}, 80, {}).find("P    a:2    refused"),
+            std::string::npos);
+}
+
+TEST(TopView, SmallTextsFit) {
+  using std::chrono::seconds;
+  const std::pair<std::string, const char*> cases[] = {
+      {barText(-5, 2, true), ""},
+      {barText(55, 2, true), "█"},
+      {barText(1000, 3, false), "###"},
+      {millisecondsText(std::chrono::microseconds(1502'400)), "1502"},
+      {durationText(seconds(-1)), "0s"},
+      {durationText(seconds(200)), "3m20s"},
+      {durationText(seconds(18'180)), "5h03m"},
+      {durationText(seconds(187'200)), "2d04h"},
+      {countText(12'999), "12k"},
+      {intervalText(pictureOf({})), "polled every 1.5 s"},
+      {textOf({historyText({0, 99, kNoLoad}, 2, false)}), "#x\n"}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(text, expected);
+}
+
+TEST(LiveProgram, TopGivesTheTerminalBackHoweverItEnds) {
+  FakeServer server;
+  const TempFolder folder;
+  const std::string profile =
+      folder.write("p.ini", "[Setup]\r\nPort=1\r\nPool1=p\r\n\r\n[p]\r\nServer1=" + server.entry() + "\r\n");
+  EXPECT_EQ(companion(folder, "top --profile p.ini </dev/null"), kDone);
+  EXPECT_NE(folder.read("output").find("1 server, 1 pool: 1 answer, 0 do not"), std::string::npos);
+  for (const int signal : {0, SIGINT, SIGTERM, SIGHUP}) {
+    winsize size{24, 80, 0, 0};
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+    if (child == 0) {
+      setenv("TERM", "xterm", 1);
+      execl(NIMBOLSPCTL_PROGRAM, "nimbolspctl", "top", "--profile", profile.c_str(), nullptr);
+      _exit(99);
+    }
+    const Descriptor owned(terminal);
+    termios before{}, after{};
+    tcgetattr(terminal, &before);
+    std::string seen;
+    char part[4096];
+    for (ssize_t got = 1; got > 0 && seen.find("1 answer") == std::string::npos;) {
+      got = read(terminal, part, sizeof part);
+      seen.append(part, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    }
+    EXPECT_NE(seen.find("1 answer"), std::string::npos) << seen;
+    EXPECT_EQ(signal == 0 ? write(terminal, "q", 1) : kill(child, signal), signal == 0 ? 1 : 0);
+    int status = -1;
+    EXPECT_TRUE(eventually([&] { return waitpid(child, &status, WNOHANG) == child; }));
+    EXPECT_EQ(status, 0) << signal;
+    tcgetattr(terminal, &after);
+    EXPECT_EQ(before.c_lflag, after.c_lflag) << signal;
   }
 }
 

@@ -36,6 +36,7 @@ Runner declareServers(CLI::App& command);
 Runner declareServe(CLI::App& command);
 Runner declareCheck(CLI::App& command);
 Runner declareSimulate(CLI::App& command);
+Runner declareTop(CLI::App& command);
 Runner declareWait(CLI::App& command);
 
 }  // namespace nimbolsp::tools

@@ -108,6 +108,8 @@ struct Monitor::Shared {
       turn(service, answer.answered, service.requests == 0);
       ++service.requests;
       if (!answer.answered) ++service.failures;
+      if (answer.answered) service.times.push_back(answer.took);
+      if (service.times.size() > kHistory) service.times.pop_front();
       service.last = answer;
       tellChange();
       next = std::max(next + kServiceInterval, std::chrono::steady_clock::now());

@@ -17,7 +17,7 @@
 
 namespace nimbolsp::tools {
 
-inline constexpr std::size_t kHistory = 60;         // polls that a server's history holds
+inline constexpr std::size_t kHistory = 60;         // polls, and answers, that a history holds
 inline constexpr std::int16_t kNoLoad = INT16_MIN;  // in a history: the poll failed
 
 struct ServerState {
@@ -48,6 +48,7 @@ struct ServiceState {
   ServiceAnswer last;
   std::uint64_t requests = 0;  // of this monitor
   std::uint64_t failures = 0;
+  std::deque<std::chrono::microseconds> times;  // of its latest answers, the newest last
 };
 
 struct Picture {
