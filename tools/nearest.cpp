@@ -44,4 +44,9 @@ std::string nearestWord(std::string_view wrong, const std::vector<std::string>& 
   return nearest;
 }
 
+std::string suggestion(std::string_view wrong, const std::vector<std::string>& candidates) {
+  const std::string nearest = nearestWord(wrong, candidates);
+  return nearest.empty() ? nearest : "; did you mean \"" + nearest + "\"?";
+}
+
 }  // namespace nimbolsp::tools

@@ -11,4 +11,7 @@ namespace nimbolsp::tools {
 // first. Empty when none is near: more than a third of the longer word would have to change.
 std::string nearestWord(std::string_view wrong, const std::vector<std::string>& candidates);
 
+// The end of a sentence about a wrong word: "; did you mean ...?" with the nearest one, or nothing.
+std::string suggestion(std::string_view wrong, const std::vector<std::string>& candidates);
+
 }  // namespace nimbolsp::tools

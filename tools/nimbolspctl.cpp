@@ -40,11 +40,6 @@ std::vector<std::string> optionNames(const CLI::App& command) {
   return names;
 }
 
-std::string suggestion(const std::string& wrong, const std::vector<std::string>& right) {
-  const std::string nearest = nearestWord(wrong, right);
-  return nearest.empty() ? std::string{} : "; did you mean \"" + nearest + "\"?";
-}
-
 std::string nameOf(const CLI::App& command) {
   return command.get_name() + " --help\"";
 }

@@ -31,12 +31,13 @@ inline void allowReuse(int descriptor) {
   setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
 }
 
-// Binds to a port of 127.0.0.1, 0 for a free one. False, with errno, when it cannot be had.
-inline bool bindToLoopback(int descriptor, std::uint16_t port) {
+// Binds to a port of 127.0.0.1, or of another address of this machine, in host order; port 0 for a free one.
+// False, with errno, when it cannot be had.
+inline bool bindToLoopback(int descriptor, std::uint16_t port, std::uint32_t address = INADDR_LOOPBACK) {
   // Not before a free port is chosen: the system could choose one that another program refuses connections
   // on.
   if (port != 0) allowReuse(descriptor);
-  const sockaddr_in local = addressOf(htonl(INADDR_LOOPBACK), port);
+  const sockaddr_in local = addressOf(htonl(address), port);
   return bind(descriptor, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
 }
 
