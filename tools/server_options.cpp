@@ -1,9 +1,13 @@
 #include "tools/server_options.h"
 
+#include <arpa/inet.h>
+
 #include <charconv>
 #include <limits>
 #include <set>
 #include <stdexcept>
+
+#include "tools/nearest.h"
 
 namespace nimbolsp::tools {
 
@@ -11,6 +15,8 @@ namespace {
 
 constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t kMaximumWeight = 10'000;
+constexpr std::int32_t kMaximumSeconds = 24 * 60 * 60;
 constexpr std::int32_t kHighestPort = std::numeric_limits<std::uint16_t>::max();
 
 struct BehaviourWord {
@@ -72,78 +78,164 @@ void setBehaviour(ServerOptions& options, std::string_view value) {
     if (hasNumber) options.behaviourNumber = parseNumber(word, value, known.lowest, known.highest);
     return;
   }
-  refuse("unknown behaviour " + quoted(word));
+  std::vector<std::string> words;
+  for (const BehaviourWord& known : kBehaviours) words.emplace_back(known.word);
+  refuse("unknown behaviour " + quoted(word) + suggestion(word, words));
 }
 
-void setKey(ServerOptions& options, std::string_view key, std::string_view value) {
-  Statistics& statistics = options.statistics;
-  if (key == "divisor") {
-    statistics.ratioDivisor = parseNumber(key, value, kLowest, kHighest);
-  } else if (key == "dividend") {
-    statistics.ratioDividend = parseNumber(key, value, kLowest, kHighest);
-  } else if (key == "average") {
-    statistics.ratioDivisor = 1;
-    statistics.ratioDividend = parseNumber(key, value, kLowest, kHighest);
-  } else if (key == "used") {
-    statistics.loadUsed = parseNumber(key, value, kLowest, kHighest);
-  } else if (key == "limit") {
-    statistics.loadLimit = parseNumber(key, value, kLowest, kHighest);
-  } else if (key == "hold") {
-    options.holdMilliseconds = parseNumber(key, value, 0, kMaximumHold);
-  } else if (key == "behave") {
-    setBehaviour(options, value);
-  } else {
-    refuse("unknown key " + quoted(key));
+struct NumberKey {
+  const char* name;
+  std::int32_t lowest;
+  std::int32_t highest;
+  void (*set)(ServerOptions& options, std::int32_t number, std::int64_t time);
+};
+
+constexpr NumberKey kNumberKeys[] = {
+    {"divisor", kLowest, kHighest,
+     [](ServerOptions& options, std::int32_t number, std::int64_t) {
+       options.statistics.ratioDivisor = number;
+     }},
+    {"dividend", kLowest, kHighest,
+     [](ServerOptions& options, std::int32_t number, std::int64_t) {
+       options.statistics.ratioDividend = number;
+     }},
+    {"average", kLowest, kHighest,
+     [](ServerOptions& options, std::int32_t number, std::int64_t) {
+       options.statistics.ratioDivisor = 1;
+       options.statistics.ratioDividend = number;
+     }},
+    {"used", kLowest, kHighest,
+     [](ServerOptions& options, std::int32_t number, std::int64_t) { options.statistics.loadUsed = number; }},
+    {"limit", kLowest, kHighest,
+     [](ServerOptions& options, std::int32_t number, std::int64_t) {
+       options.statistics.loadLimit = number;
+     }},
+    {"weight", 1, kMaximumWeight,
+     [](ServerOptions& options, std::int32_t number, std::int64_t) { options.weight = number; }},
+    {"hold", 0, kMaximumHold,
+     [](ServerOptions& options, std::int32_t number, std::int64_t) { options.holdMilliseconds = number; }},
+    {"warmup", 0, kMaximumSeconds,
+     [](ServerOptions& options, std::int32_t number, std::int64_t time) {
+       options.warmUpStart = time;
+       options.warmUpMilliseconds = std::int64_t{number} * 1000;
+     }},
+    {"drain", 0, kMaximumSeconds,
+     [](ServerOptions& options, std::int32_t number, std::int64_t time) {
+       options.drainStart = time + std::int64_t{number} * 1000;
+     }},
+};
+
+void setKey(ServerOptions& options, std::string_view key, std::string_view value, std::int64_t time) {
+  if (key == "behave") return setBehaviour(options, value);
+  if (key == "follow" && value == "off") {
+    options.follow = false;
+    return;
   }
+  if (key == "drain" && value == "off") {
+    options.drainStart = -1;
+    return;
+  }
+  std::vector<std::string> names{"behave", "follow"};
+  for (const NumberKey& known : kNumberKeys) {
+    if (known.name == key) {
+      return known.set(options, parseNumber(key, value, known.lowest, known.highest), time);
+    }
+    names.emplace_back(known.name);
+  }
+  refuse("unknown key " + quoted(key) + suggestion(key, names));
+}
+
+// The range of a number key's values, for the help.
+std::string range(std::int64_t lowest, std::int64_t highest) {
+  return std::to_string(lowest) + " to " + std::to_string(highest);
 }
 
 }  // namespace
 
-const char* const kDescriptionHelp =
-    R"(A DESCRIPTION is PORT[,key=value]...; port 0 takes a free one. Keys:
+std::string descriptionHelp() {
+  return R"(A DESCRIPTION is [ADDRESS:]PORT[,key=value]...; port 0 takes a free one, the address is one of 127.0.0.0/8
+(default 127.0.0.1). Keys:
   divisor=N        first statistic (default 1)
   dividend=N       second statistic (default 0); dividend / divisor is the average that picks the list
   average=N        the same as divisor=1,dividend=N
   used=N           third statistic (default 0)
   limit=N          fourth statistic (default 100); used * 100 / limit is the load in per cent
                    the statistics are any signed 32-bit numbers
-  follow           the load follows the visits: each raises "used" by 1 as long as it lasts
-  hold=MS          how long a visit lasts, 0 to 3600000 milliseconds (default 1000); needs follow
+  weight=N         a server of N per cent of that strength, )" +
+         range(1, kMaximumWeight) + R"( (default 100): "limit" grows
+                   with it, "dividend" shrinks
+  follow           the load follows the visits: each raises "used" by 1 as long as it lasts; follow=off: no longer
+  hold=MS          how long a visit lasts, )" +
+         range(0, kMaximumHold) + R"( milliseconds (default 1000); needs follow
+  warmup=S         from the start the load falls from full to its figure within S seconds
+  drain=S          S seconds after the start the figures begin to say full; drain=off: never (default)
   behave=answer    answers polls (default)
   behave=refuse    the port is taken, and nobody listens there
   behave=silent    accepts, never answers, keeps the connection
-  behave=short=N   sends the first N bytes of a reply, 0 to 33, and closes
-  behave=dribble=MS  sends the reply byte by byte, 1 to 60000 milliseconds between two
+  behave=short=N   sends the first N bytes of a reply, )" +
+         range(0, kPollReplySize - 1) + R"(, and closes
+  behave=dribble=MS  sends the reply byte by byte, )" +
+         range(1, kMaximumDribble) + R"( milliseconds between two
   behave=reset     resets the connection after the request
   behave=close     closes as soon as it has accepted; polls and visits are not told apart, nor counted
-  behave=garbage   sends 34 random bytes
+  behave=garbage   sends )" +
+         std::to_string(kPollReplySize) + R"( random bytes
   behave=extra     sends a good reply and more bytes after it
-Example: 0,average=250,used=10,limit=50,follow,hold=800
 A connection that begins with the poll request is a poll. One that sends anything else, or is closed before,
 is a visit: a request that a front end brings to the server.)";
+}
+
+std::string SimulatedAddress::text() const {
+  const in_addr network{htonl(ip)};
+  char dotted[INET_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET, &network, dotted, sizeof dotted);
+  return dotted + (":" + std::to_string(port));
+}
+
+SimulatedAddress parseSimulatedAddress(std::string_view text) {
+  SimulatedAddress address;
+  if (const std::size_t colon = text.find(':'); colon != std::string_view::npos) {
+    in_addr network{};
+    const std::string dotted(takeUntil(text, ':'));
+    if (inet_pton(AF_INET, dotted.c_str(), &network) != 1) refuse(quoted(dotted) + " is no IPv4 address");
+    address.ip = ntohl(network.s_addr);
+    if (!isOnThisMachine(address.ip)) {
+      refuse(dotted + " is not on this machine: simulated servers have addresses of 127.0.0.0/8");
+    }
+  }
+  address.port = static_cast<std::uint16_t>(parseNumber("the port", text, 0, kHighestPort));
+  return address;
+}
 
 ServerOptions parseServerOptions(std::string_view description) {
   ServerOptions options;
-  std::string_view rest = description;
-  options.port = static_cast<std::uint16_t>(parseNumber("the port", takeUntil(rest, ','), 0, kHighestPort));
-  std::set<std::string_view> keys;
-  bool more = description.find(',') != std::string_view::npos;
+  const std::size_t comma = description.find(',');
+  options.address = parseSimulatedAddress(description.substr(0, comma));
+  if (comma == std::string_view::npos) return options;
+  const std::string_view keys = description.substr(comma + 1);
+  options = changed(options, keys, 0);
+  if (keys.find("hold=") != std::string_view::npos && !options.follow) refuse("hold needs follow");
+  return options;
+}
+
+ServerOptions changed(ServerOptions options, std::string_view keys, std::int64_t time) {
+  std::set<std::string_view> seen;
+  bool more = true;
   while (more) {
-    more = rest.find(',') != std::string_view::npos;
-    std::string_view value = takeUntil(rest, ',');
+    more = keys.find(',') != std::string_view::npos;
+    std::string_view value = takeUntil(keys, ',');
     const bool hasValue = value.find('=') != std::string_view::npos;
     const std::string_view key = takeUntil(value, '=');
-    if (!keys.insert(key).second) refuse(std::string(key) + " is given twice");
+    if (!seen.insert(key).second) refuse(std::string(key) + " is given twice");
     if (key == "follow" && !hasValue) {
       options.follow = true;
     } else {
-      setKey(options, key, value);
+      setKey(options, key, value, time);
     }
   }
-  if (keys.contains("average") && (keys.contains("divisor") || keys.contains("dividend"))) {
+  if (seen.contains("average") && (seen.contains("divisor") || seen.contains("dividend"))) {
     refuse("average excludes divisor and dividend");
   }
-  if (keys.contains("hold") && !options.follow) refuse("hold needs follow");
   return options;
 }
 
@@ -153,6 +245,9 @@ std::string describe(const ServerOptions& options) {
                      ",dividend=" + std::to_string(statistics.ratioDividend) +
                      ",used=" + std::to_string(statistics.loadUsed) +
                      ",limit=" + std::to_string(statistics.loadLimit);
+  if (options.weight != 100) text += ",weight=" + std::to_string(options.weight);
+  if (options.warmUpMilliseconds > 0) text += ",warmup=" + std::to_string(options.warmUpMilliseconds / 1000);
+  if (options.drainStart >= 0) text += ",drain=" + std::to_string(options.drainStart / 1000);
   if (options.follow) text += ",follow,hold=" + std::to_string(options.holdMilliseconds);
   for (const BehaviourWord& known : kBehaviours) {
     if (known.behaviour != options.behaviour) continue;
@@ -163,21 +258,21 @@ std::string describe(const ServerOptions& options) {
 }
 
 std::vector<ServerOptions> repeated(const ServerOptions& first, std::int32_t count) {
-  if (first.port != 0 && first.port + count - 1 > kHighestPort) {
-    refuse("there are not " + std::to_string(count) + " ports from " + std::to_string(first.port) + " on");
+  std::uint16_t port = first.address.port;
+  if (port != 0 && port + count - 1 > kHighestPort) {
+    refuse("there are not " + std::to_string(count) + " ports from " + std::to_string(port) + " on");
   }
   std::vector<ServerOptions> servers(static_cast<std::size_t>(count), first);
-  if (first.port == 0) return servers;
-  std::uint16_t port = first.port;
-  for (ServerOptions& server : servers) server.port = port++;
+  if (port == 0) return servers;
+  for (ServerOptions& server : servers) server.address.port = port++;
   return servers;
 }
 
 void refuseSharedPorts(const std::vector<ServerOptions>& servers) {
-  std::set<std::uint16_t> ports;
+  std::set<SimulatedAddress> seen;
   for (const ServerOptions& server : servers) {
-    if (server.port != 0 && !ports.insert(server.port).second) {
-      refuse("port " + std::to_string(server.port) + " is given twice");
+    if (server.address.port != 0 && !seen.insert(server.address).second) {
+      refuse(server.address.text() + " is given twice");
     }
   }
 }

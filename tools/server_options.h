@@ -1,6 +1,7 @@
-// The description of one simulated server, as the command line gives it: PORT[,key=value]... Pure.
+// The description of one simulated server, as the command line gives it: [ADDRESS:]PORT[,key=value]... Pure.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -23,9 +24,30 @@ enum class Behaviour {
   kExtra,    // sends the reply and more bytes after it
 };
 
+// Where a server listens, always on this machine.
+struct SimulatedAddress {
+  std::uint32_t ip = 0x7F000001;  // host order, in 127.0.0.0/8
+  std::uint16_t port = 0;         // 0: a free one
+
+  auto operator<=>(const SimulatedAddress&) const = default;
+
+  // "ADDRESS:PORT".
+  std::string text() const;
+};
+
+// Whether an address, in host order, is one that a simulated server may have.
+constexpr bool isOnThisMachine(std::uint32_t ip) {
+  return ip >> 24 == 127;
+}
+
+// Times are milliseconds from the start of the simulation.
 struct ServerOptions {
-  std::uint16_t port = 0;  // 0: a free one
+  SimulatedAddress address;
   Statistics statistics{1, 0, 0, 100};
+  std::int32_t weight = 100;             // per cent of the strength that the statistics tell
+  std::int64_t warmUpStart = 0;          // from then on the load falls from full to its figure,
+  std::int64_t warmUpMilliseconds = 0;   // in so long
+  std::int64_t drainStart = -1;          // from then on the figures say full; -1: never
   bool follow = false;                   // each visit raises `loadUsed` by 1 as long as it lasts
   std::int32_t holdMilliseconds = 1000;  // how long that is
   Behaviour behaviour = Behaviour::kAnswer;
@@ -37,21 +59,28 @@ struct ServerOptions {
 inline constexpr std::int32_t kMaximumHold = 60 * 60 * 1000;  // milliseconds
 inline constexpr std::int32_t kMaximumDribble = 60 * 1000;    // milliseconds between two bytes
 
+// The address that "ADDRESS:PORT" names, or a port of 127.0.0.1. Throws std::invalid_argument with a sentence
+// for any other text and for an address that is not in 127.0.0.0/8.
+SimulatedAddress parseSimulatedAddress(std::string_view text);
+
 // The server that a description describes. Throws std::invalid_argument with a sentence that names the fault:
 // an unknown key, one given twice, keys that exclude each other, a number out of its range.
 ServerOptions parseServerOptions(std::string_view description);
 
-// All keys of a description, without the port: what parseServerOptions makes the same server of.
+// A server after a change of keys, key=value[,key=value]..., at a time. Throws as parseServerOptions does.
+ServerOptions changed(ServerOptions options, std::string_view keys, std::int64_t time);
+
+// All keys of a description, without the address: what parseServerOptions makes the same server of.
 std::string describe(const ServerOptions& options);
 
 // `count` servers like the first, on the ports that follow it; on free ports when its port is 0. Throws
 // std::invalid_argument when there are not so many ports.
 std::vector<ServerOptions> repeated(const ServerOptions& first, std::int32_t count);
 
-// Throws std::invalid_argument when two servers are to have the same port.
+// Throws std::invalid_argument when two servers are to have the same address and port.
 void refuseSharedPorts(const std::vector<ServerOptions>& servers);
 
 // The part of a command's help that explains descriptions.
-extern const char* const kDescriptionHelp;
+std::string descriptionHelp();
 
 }  // namespace nimbolsp::tools

@@ -23,6 +23,7 @@ class SimulatedConnection {
   SimulatedConnection(Descriptor socket, SimulatedServer& server, std::int64_t now);
 
   const Wait& wait() const { return wait_; }
+  const SimulatedServer& server() const { return server_; }
 
   // Takes what epoll reports; events that are not waited for, any more, mean nothing.
   void handle(std::uint32_t events, std::int64_t now);

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "service/wire/numbers.h"
+#include "tools/simulated_load.h"
 
 namespace nimbolsp::tools {
 
 namespace {
 
-constexpr std::size_t kExtraBytes = 34;
+constexpr std::size_t kExtraBytes = kPollReplySize;
 constexpr std::uint8_t kExtraByte = 0xFF;
 
 }  // namespace
@@ -24,8 +24,12 @@ Caller CallReader::take(std::span<const std::uint8_t> bytes) {
   return matched_ == kPollRequestSize ? Caller::kPoll : Caller::kUndecided;
 }
 
-SimulatedServer::SimulatedServer(const ServerOptions& options)
-    : options_(options), random_(std::random_device{}()) {
+SimulatedServer::SimulatedServer(const ServerOptions& options, std::int64_t start)
+    : options_(options), start_(start), random_(std::random_device{}()) {
+}
+
+void SimulatedServer::change(const std::string& keys, std::int64_t now) {
+  options_ = changed(options_, keys, now - start_);
 }
 
 Reaction SimulatedServer::react(Caller caller, std::int64_t now) {
@@ -56,21 +60,17 @@ void SimulatedServer::sent(std::size_t bytes) {
 }
 
 Statistics SimulatedServer::statistics(std::int64_t now) {
-  while (!finishes_.empty() && finishes_.front().time <= now) {
-    visitsUnderWay_ -= finishes_.front().visits;
-    finishes_.pop_front();
+  while (!finishes_.empty() && finishes_.begin()->first <= now) {
+    visitsUnderWay_ -= finishes_.begin()->second;
+    finishes_.erase(finishes_.begin());
   }
-  Statistics current = options_.statistics;
-  current.loadUsed = wrapAdd(current.loadUsed, visitsUnderWay_);
-  return current;
+  return figuresAt(options_, visitsUnderWay_, now - start_);
 }
 
 void SimulatedServer::addVisit(std::int64_t now) {
   ++visits_;
   if (!options_.follow) return;
-  const std::int64_t finish = now + options_.holdMilliseconds;
-  if (finishes_.empty() || finishes_.back().time != finish) finishes_.push_back({finish, 0});
-  ++finishes_.back().visits;
+  ++finishes_[now + options_.holdMilliseconds];
   ++visitsUnderWay_;
   statistics(now);  // lets go of those that have ended, also where nobody polls
 }

@@ -4,9 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <map>
 #include <random>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "service/wire/poll_protocol.h"
@@ -38,7 +39,11 @@ struct Reaction {
 
 class SimulatedServer {
  public:
-  explicit SimulatedServer(const ServerOptions& options);
+  //   start  of the simulation, from which the options count their times
+  explicit SimulatedServer(const ServerOptions& options, std::int64_t start = 0);
+
+  // Changes keys of the options. Throws as changed() does.
+  void change(const std::string& keys, std::int64_t now);
 
   const ServerOptions& options() const { return options_; }
 
@@ -55,16 +60,12 @@ class SimulatedServer {
   std::uint64_t visits() const { return visits_; }
 
  private:
-  struct Finish {
-    std::int64_t time;
-    std::int32_t visits;  // that end at this millisecond
-  };
-
   void addVisit(std::int64_t now);
   std::vector<std::uint8_t> garbage();
 
-  const ServerOptions options_;
-  std::deque<Finish> finishes_;  // of the visits under way, soonest first
+  ServerOptions options_;
+  const std::int64_t start_;
+  std::map<std::int64_t, std::int32_t> finishes_;  // how many visits under way end at a time
   std::int32_t visitsUnderWay_ = 0;
   std::uint64_t visits_ = 0;
   std::uint64_t pollsAnswered_ = 0;

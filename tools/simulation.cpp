@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 
 #include "service/balance.h"
@@ -32,8 +33,12 @@ std::int64_t steadyMilliseconds() {
   throw std::runtime_error(what + ": " + std::strerror(errno));
 }
 
-std::string addressText(std::uint16_t port) {
-  return "127.0.0.1:" + std::to_string(port);
+// A socket that is bound, and so far refuses connections.
+Descriptor boundSocket(const SimulatedAddress& address) {
+  Descriptor opened(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (opened.number() < 0) fail("a socket for " + address.text());
+  if (!bindToLoopback(opened.number(), address.port, address.ip)) fail("cannot bind " + address.text());
+  return opened;
 }
 
 bool outOfResources(int error) {
@@ -42,25 +47,69 @@ bool outOfResources(int error) {
 
 }  // namespace
 
-Simulation::Simulation(const std::vector<ServerOptions>& servers) : epoll_(epoll_create1(EPOLL_CLOEXEC)) {
+Simulation::Simulation(const std::vector<ServerOptions>& servers, std::vector<Change> changes)
+    : changes_(std::move(changes)),
+      epoll_(epoll_create1(EPOLL_CLOEXEC)),
+      start_(steadyMilliseconds()),
+      now_(start_) {
   if (epoll_.number() < 0) fail("epoll_create1");
   for (const ServerOptions& options : servers) openPlace(options);
+  makeChanges({});
 }
 
 void Simulation::openPlace(const ServerOptions& options) {
-  Descriptor opened(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (opened.number() < 0) fail("a socket for " + addressText(options.port));
-  if (!bindToLoopback(opened.number(), options.port)) fail("cannot bind " + addressText(options.port));
-  const bool listens = options.behaviour != Behaviour::kRefuse;
-  if (listens) allowReuse(opened.number());
-  if (listens && listen(opened.number(), SOMAXCONN) != 0)
-    fail("cannot listen on " + addressText(options.port));
+  Place& place = places_.emplace_back(
+      Place{SimulatedServer(options, start_), boundSocket(options.address), options.address});
+  place.address.port = portOf(place.socket.number());
+  if (options.behaviour != Behaviour::kRefuse) startListening(place);
+}
 
-  Place& place = places_.emplace_back(Place{SimulatedServer(options), std::move(opened), 0});
-  place.port = portOf(place.socket.number());
-  if (!listens) return;
-  listeners_.emplace(place.socket.number(), &place.server);
-  if (!watch(place.socket.number(), EPOLLIN, EPOLL_CTL_ADD)) fail("epoll_ctl");
+void Simulation::startListening(Place& place) {
+  const int descriptor = place.socket.number();
+  allowReuse(descriptor);
+  if (listen(descriptor, SOMAXCONN) != 0) fail("cannot listen on " + place.address.text());
+  listeners_.emplace(descriptor, &place.server);
+  if (!watch(descriptor, EPOLLIN, EPOLL_CTL_ADD)) fail("epoll_ctl");
+}
+
+void Simulation::stopListening(Place& place) {
+  listeners_.erase(place.socket.number());
+  place.socket.close();  // the only way out of listening that keeps no waiting connection
+  place.socket = boundSocket(place.address);
+}
+
+void Simulation::dropConnections(const SimulatedServer& server) {
+  for (auto at = connections_.begin(); at != connections_.end();) {
+    const auto next = std::next(at);
+    if (&at->second.connection.server() == &server) drop(at);
+    at = next;
+  }
+}
+
+void Simulation::change(Place& place, const std::string& keys) {
+  const auto behaviour = [&place] {
+    const ServerOptions& options = place.server.options();
+    return std::pair(options.behaviour, options.behaviourNumber);
+  };
+  const auto before = behaviour();
+  place.server.change(keys, now_);
+  if (behaviour() == before) return;
+  dropConnections(place.server);
+  const bool refuses = behaviour().first == Behaviour::kRefuse;
+  if (refuses) stopListening(place);
+  if (!refuses && before.first == Behaviour::kRefuse) startListening(place);
+}
+
+void Simulation::makeChanges(const std::function<void(const Change&)>& tell) {
+  for (; nextChange_ < changes_.size() && start_ + changes_[nextChange_].time <= now_; ++nextChange_) {
+    const Change& due = changes_[nextChange_];
+    if (due.server) {
+      change(places_[*due.server], due.keys);
+    } else {
+      for (Place& place : places_) change(place, due.keys);
+    }
+    if (tell) tell(due);
+  }
 }
 
 bool Simulation::watch(int descriptor, std::uint32_t events, int operation) {
@@ -84,7 +133,7 @@ void Simulation::unwatchEnds(const RunUntil& until) {
   }
 }
 
-void Simulation::run(const RunUntil& until) {
+void Simulation::run(const RunUntil& until, const std::function<void(const Change&)>& tell) {
   now_ = steadyMilliseconds();
   const std::int64_t end = until.milliseconds < 0 ? -1 : now_ + until.milliseconds;
   watchEnds(until);
@@ -98,6 +147,7 @@ void Simulation::run(const RunUntil& until) {
       dispatch(event.data.fd, event.events, until);
     }
     passDeadlines();
+    makeChanges(tell);
   }
   unwatchEnds(until);
 }
@@ -107,6 +157,7 @@ int Simulation::waitTime(std::int64_t end) const {
   std::int64_t next = now_ + kLongestWait;
   if (end >= 0) next = std::min(next, end);
   if (acceptAgain_ >= 0) next = std::min(next, acceptAgain_);
+  if (nextChange_ < changes_.size()) next = std::min(next, start_ + changes_[nextChange_].time);
   if (!deadlines_.empty()) next = std::min(next, deadlines_.begin()->time);
   return static_cast<int>(std::max<std::int64_t>(next - now_, 0));
 }
@@ -201,7 +252,7 @@ void Simulation::passDeadlines() {
 std::vector<ServerFigures> Simulation::figures() {
   std::vector<ServerFigures> result;
   for (Place& place : places_) {
-    result.push_back({addressText(place.port), place.server.options(), place.server.pollsAnswered(),
+    result.push_back({place.address.text(), place.server.options(), place.server.pollsAnswered(),
                       place.server.visits(), place.server.statistics(steadyMilliseconds())});
   }
   return result;

@@ -6,7 +6,7 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"check", "Show what the service makes of a profile, and everything that is wrong in it", declareCheck},
-    {"simulate", "Act as servers to poll, on 127.0.0.1", declareSimulate},
+    {"simulate", "Act as servers to poll, on this machine", declareSimulate},
     {"servers", "Poll every server once and show what each says", declareServers},
     {"top", "Show all servers and the service live, in the terminal", declareTop},
     {"ping", "Ask the service whether it is there; touches no pool", declarePing},

@@ -1,18 +1,26 @@
 // "simulate": acts as servers to poll, until it is told to stop.
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
+#include <fstream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "service/balance.h"
+#include "service/resources/string_table.h"
 #include "service/wire/process_limits.h"
 #include "tools/commands/checks.h"
 #include "tools/commands/command.h"
 #include "tools/process.h"
+#include "tools/profile/effective_profile.h"
 #include "tools/server_options.h"
+#include "tools/simulated_profile.h"
 #include "tools/simulation.h"
 #include "tools/text_table.h"
 
@@ -22,36 +30,92 @@ namespace {
 
 constexpr int kPortNotBound = 1;
 constexpr std::int32_t kMaximumServers = 10000;
-constexpr double kLongestRun = 1e9;  // seconds
+constexpr double kLongestRun = 1e9;              // seconds
+constexpr std::size_t kLongestScript = 1 << 20;  // bytes
 
 const char* const kStatuses =
-    R"(Prints a line for every server, "127.0.0.1:PORT DESCRIPTION", then "ready"; at the end a table. SIGINT and
+    R"(Prints a line for every server, "ADDRESS:PORT DESCRIPTION", then "ready"; at the end a table. SIGINT and
 SIGTERM end it.
-Exit status: 0 done, 1 a port could not be bound, 64 the command line is wrong.)";
+Examples:
+  nimbolspctl simulate --server 0,average=250,used=10,limit=50,follow,hold=800 --count 20
+  nimbolspctl simulate --profile nimbolsp.ini --each follow,warmup=30 --script incident.txt
+Exit status: 0 done, 1 a port could not be bound, 64 the command line, the profile or the script is wrong, 74 the
+output could not be written.)";
 
 struct Line {
   std::vector<std::string> descriptions;
+  std::string profile;  // empty for none
+  std::string each;
+  std::string script;  // empty for none
   std::int32_t count = 1;
-  std::int32_t bucketSize = 100;
+  std::int32_t bucketSize = 0;  // 0: not given
   double seconds = -1;
   bool untilInputCloses = false;
 };
 
-std::vector<ServerOptions> serversOf(const Line& line) {
-  if (line.count > 1 && line.descriptions.size() > 1) {
-    throw std::invalid_argument("--count wants exactly one --server");
+// Makes what a sentence is about its beginning.
+template <typename Parse>
+ServerOptions parsed(const std::string& what, const Parse& parse) {
+  try {
+    return parse();
+  } catch (const std::invalid_argument& fault) {
+    throw std::invalid_argument(what + ": " + fault.what());
   }
-  std::vector<ServerOptions> servers;
+}
+
+// The servers of a profile that has no fault which would end the service's start.
+std::vector<ServerOptions> serversOfProfile(const Line& line, const EffectiveProfile& profile) {
+  if (profile.error != 0) {
+    const auto texts = builtInStrings();
+    const auto text = std::ranges::find(texts, profile.error, &StringResource::id);
+    throw std::invalid_argument(line.profile + ": the service would not start: " +
+                                (text == texts.end() ? std::to_string(profile.error) : text->text));
+  }
+  ServerOptions each;
+  if (!line.each.empty()) {
+    each = parsed("--each " + line.each, [&line] { return parseServerOptions("0," + line.each); });
+  }
+  return simulatedServers(profile, each);
+}
+
+// Those of the profile, each as its --server says if there is one; then those of the command line alone.
+std::vector<ServerOptions> serversOf(const Line& line, const EffectiveProfile* profile) {
+  if (line.descriptions.empty() && profile == nullptr) {
+    throw std::invalid_argument("simulate wants --server or --profile");
+  }
+  if (line.count > 1 && (line.descriptions.size() != 1 || profile != nullptr)) {
+    throw std::invalid_argument("--count wants exactly one --server and no --profile");
+  }
+  std::vector<ServerOptions> given;
   for (const std::string& description : line.descriptions) {
-    try {
-      servers.push_back(parseServerOptions(description));
-    } catch (const std::invalid_argument& fault) {
-      throw std::invalid_argument("--server " + description + ": " + fault.what());
+    given.push_back(parsed("--server " + description, [&] { return parseServerOptions(description); }));
+  }
+  if (line.count > 1) given = repeated(given.front(), line.count);
+  refuseSharedPorts(given);
+  if (profile == nullptr) return given;
+  std::vector<ServerOptions> servers = serversOfProfile(line, *profile);
+  for (const ServerOptions& server : given) {
+    const auto same = std::ranges::find(servers, server.address, &ServerOptions::address);
+    if (same == servers.end()) {
+      servers.push_back(server);
+    } else {
+      *same = server;
     }
   }
-  if (line.count > 1) servers = repeated(servers.front(), line.count);
-  refuseSharedPorts(servers);
   return servers;
+}
+
+std::string readScriptFile(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  std::string text(kLongestScript + 1, '\0');
+  if (!stream.read(text.data(), static_cast<std::streamsize>(text.size())) && !stream.eof()) {
+    throw std::invalid_argument(path + " cannot be read: " + std::strerror(errno));
+  }
+  text.resize(static_cast<std::size_t>(stream.gcount()));
+  if (text.size() > kLongestScript) {
+    throw std::invalid_argument(path + " has more than " + std::to_string(kLongestScript) + " bytes");
+  }
+  return text;
 }
 
 // A line for every server: its address and its description.
@@ -73,8 +137,8 @@ std::string report(const std::vector<ServerFigures>& servers, std::int32_t bucke
   return formatTable(rows, "lrrrr");
 }
 
-int run(const Line& line) {
-  const std::vector<ServerOptions> servers = serversOf(line);
+int simulate(const Line& line, const std::vector<ServerOptions>& servers, std::vector<Change> changes,
+             std::int32_t bucketSize) {
   RunUntil until;
   const Descriptor stop = catchStopSignals();
   until.stopDescriptor = stop.number();
@@ -82,15 +146,30 @@ int run(const Line& line) {
   if (line.seconds >= 0) until.milliseconds = static_cast<std::int64_t>(line.seconds * 1000);
   raiseDescriptorLimit();
   try {
-    Simulation simulation(servers);
+    Simulation simulation(servers, std::move(changes));
     print(listServers(simulation.figures()) + "ready\n");
-    simulation.run(until);
-    print(report(simulation.figures(), line.bucketSize));
+    simulation.run(until, [](const Change& change) { print(printable(change.line) + "\n"); });
+    print(report(simulation.figures(), bucketSize));
+  } catch (const OutputFailed&) {
+    throw;
   } catch (const std::runtime_error& error) {
     complain(error.what());
     return kPortNotBound;
   }
   return kDone;
+}
+
+int run(const Line& line) {
+  std::optional<EffectiveProfile> profile;
+  if (!line.profile.empty()) profile = readEffectiveProfile(line.profile);
+  const std::vector<ServerOptions> servers = serversOf(line, profile ? &*profile : nullptr);
+  ChangeScript script;
+  if (!line.script.empty()) script = readChangeScript(readScriptFile(line.script), line.script, servers);
+  for (const std::string& fault : script.faults) complain(fault);
+  if (!script.faults.empty()) return kWrongCommandLine;
+  std::int32_t bucketSize = line.bucketSize;
+  if (bucketSize == 0) bucketSize = profile ? profile->settings.bucketSize : Settings{}.bucketSize;
+  return simulate(line, servers, std::move(script.changes), bucketSize);
 }
 
 }  // namespace
@@ -99,8 +178,20 @@ Runner declareSimulate(CLI::App& command) {
   const auto line = std::make_shared<Line>();
   command.add_option("--server", line->descriptions, "A server to simulate (see below); any number of times")
       ->type_name("DESCRIPTION")
-      ->required()
       ->allow_extra_args(false);
+  CLI::Option* const profile =
+      command
+          .add_option("--profile", line->profile,
+                      "Simulate all servers that a profile of the service names, at\n"
+                      "their addresses, which are of 127.0.0.0/8; a --server with one\n"
+                      "of these addresses says what that one is like")
+          ->type_name("FILE");
+  command
+      .add_option("--each", line->each, "What every server of the profile is like, key=value[,key=value]...")
+      ->type_name("KEYS")
+      ->needs(profile);
+  command.add_option("--script", line->script, "Change servers as time goes by, as a file says (see below)")
+      ->type_name("FILE");
   command
       .add_option("--count", line->count,
                   "Simulate the one --server so many times, at most 10000, on\n"
@@ -114,10 +205,11 @@ Runner declareSimulate(CLI::App& command) {
   command
       .add_option("--bucket-size", line->bucketSize,
                   "Width of an allocation list in the table of the end, as\n"
-                  "BucketSize of the service's profile (default 100)")
+                  "BucketSize of the service's profile (default: the profile's, or " +
+                      std::to_string(Settings{}.bucketSize) + ")")
       ->type_name("N")
       ->check(between(1, INT32_MAX));
-  command.footer(std::string(kDescriptionHelp) + "\n\n" + kStatuses);
+  command.footer(descriptionHelp() + "\n" + kChangeScriptHelp + "\n\n" + kStatuses);
   return [line] { return run(*line); };
 }
 
