@@ -12,6 +12,8 @@ install(FILES docs/man/nimbolsp.ini.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 C
 if(TARGET nimbolspctl)  # optional, so that a build of the daemon alone can be installed
   install(TARGETS nimbolspctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools OPTIONAL)
   install(FILES docs/man/nimbolspctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES packaging/completion/nimbolspctl
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 endif()
 
 set(PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/nimboxi)
