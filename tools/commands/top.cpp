@@ -16,7 +16,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "service/wire/descriptors.h"
+#include "service/wire/process_limits.h"
 #include "tools/commands/checks.h"
 #include "tools/commands/command.h"
 #include "tools/commands/service_options.h"
