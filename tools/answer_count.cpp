@@ -25,7 +25,8 @@ std::string percent(double share) {
 
 // Something is to be seen of every server that was chosen.
 std::string bar(double share, double longestShare) {
-  return std::string(static_cast<std::size_t>(std::ceil(share / longestShare * kLongestBar)), '#');
+  std::string text;
+  return text.append(static_cast<std::size_t>(std::ceil(share / longestShare * kLongestBar)), '#');
 }
 
 }  // namespace
