@@ -135,7 +135,8 @@ void addFamilies(std::string& text, const Family<State> (&families)[count],
                  const std::vector<Labelled<State>>& subjects) {
   for (const Family<State>& family : families) {
     const std::string name = family.name;
-    text += "# HELP " + name + " " + family.help + "\n# TYPE " + name + " " + family.type + "\n";
+    text.append("# HELP ").append(name).append(1, ' ').append(family.help).append(1, '\n');
+    text.append("# TYPE ").append(name).append(1, ' ').append(family.type).append(1, '\n');
     for (const auto& [labels, state] : subjects) {
       const std::optional<double> value = family.value(*state);
       if (!value) continue;
