@@ -42,7 +42,7 @@ TEST(Survey, PollsADestinationOnceAndTellsWhatIsOdd) {
   for (const auto& [row, remark] : told) {
     EXPECT_EQ(std::ranges::count(survey.servers[row].remarks, remark), 1) << remark;
   }
-  EXPECT_NE(surveyTable(survey).find("\nA\\x1b  "), std::string::npos);
+  EXPECT_NE(surveyTable(survey).find("\na\\x1b  "), std::string::npos);
   EXPECT_NE(surveyTable(survey).find("4 servers: 2 answered, 2 did not\n"), std::string::npos);
 }
 

@@ -180,7 +180,7 @@ TEST(ServeCommand, ServesUntilItIsToldToEnd) {
   const std::string request = "GET /metrics HTTP/1.0\r\n\r\n";
   EXPECT_TRUE(eventually([&] {
     return getFrom(static_cast<std::uint16_t>(port), request)
-               .find("nimbolsp_pool_servers_up{pool=\"WEB\"} 1") != std::string::npos;
+               .find("nimbolsp_pool_servers_up{pool=\"Web\"} 1") != std::string::npos;
   }));
   kill(pid, SIGTERM);
   EXPECT_EQ(fscanf(output, "%d", &status), 1);

@@ -38,7 +38,8 @@ unless --allow-remote is given. SIGINT and SIGTERM end it.
 Examples:
   nimbolspctl serve --profile /etc/nimbolsp/nimbolsp.ini
   nimbolspctl serve --listen 0.0.0.0:5980 --allow-remote
-Exit status: 0 ended by a signal, 1 it cannot listen, 64 the command line or the profile is wrong.)";
+Exit status: 0 ended by a signal, 1 it cannot listen, 64 the command line or the profile is wrong, 74 the output
+could not be written.)";
 
 struct Line {
   ServiceOptions service;

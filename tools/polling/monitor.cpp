@@ -127,7 +127,7 @@ Monitor::Monitor(const EffectiveProfile& profile, const MonitorOptions& options)
   picture.service.address = options.service;
   for (const PoolEntry& pool : profile.pools) {
     const milliseconds own = roundInterval(pool.pollInterval);
-    PoolState state{foldedName(pool.name), options.interval.count() > 0 ? options.interval : own, 0, {}};
+    PoolState state{pool.name, options.interval.count() > 0 ? options.interval : own, 0, {}};
     std::vector<ServerEndpoint>& endpoints = shared_->endpoints.emplace_back();
     for (const ServerEntry& server : pool.servers) {
       endpoints.push_back(server.endpoint);

@@ -35,7 +35,7 @@ struct ServerState {
 };
 
 struct PoolState {
-  std::string name;                       // as the service compares it
+  std::string name;                       // as the profile has it
   std::chrono::milliseconds interval{0};  // between two rounds
   std::uint64_t rounds = 0;               // that have ended
   std::vector<ServerState> servers;

@@ -73,7 +73,7 @@ Survey takeSurvey(const std::vector<PoolEntry>& pools, std::int32_t bucketSize,
   for (const PoolEntry& pool : pools) {
     for (const ServerEntry& entry : pool.servers) {
       const std::size_t poll = places[placeOf(entry.endpoint)];
-      SurveyedServer server{foldedName(pool.name), entry, results[poll], {}, {}};
+      SurveyedServer server{pool.name, entry, results[poll], {}, {}};
       if (server.answered()) server.standing = standingOf(server.result.statistics, bucketSize);
       server.remarks = remarksOf(entry.endpoint, server.result, server.standing, timeout);
       if (entriesOf[poll] > 1) {

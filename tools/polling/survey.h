@@ -14,7 +14,7 @@ namespace nimbolsp::tools {
 
 // One entry of one pool.
 struct SurveyedServer {
-  std::string pool;  // as the service compares it; empty when it is of none
+  std::string pool;  // as the profile has it; empty when it is of none
   ServerEntry entry;
   PollResult result;
   Standing standing;                 // of an answer
