@@ -73,12 +73,12 @@ int translated(int key) {
 
 }  // namespace
 
-Screen::Screen(bool withColours) : terminal_(nullptr), withColours_(false) {
+Screen::Screen(bool withColours) {
   SCREEN* terminal = newterm(nullptr, stdout, stdin);
   if (terminal == nullptr) {
     const char* kind = std::getenv("TERM");
-    throw std::runtime_error("the terminal's kind (TERM) \"" + std::string(kind != nullptr ? kind : "") +
-                             "\" is unknown; \"top --batch\" needs none");
+    throw std::runtime_error("the terminal's kind, TERM=" + std::string(kind != nullptr ? kind : "") +
+                             R"(, is unknown; "top --batch" needs none)");
   }
   terminal_ = terminal;
   cbreak();
@@ -101,6 +101,9 @@ Screen::~Screen() {
   endwin();
   delscreen(static_cast<SCREEN*>(terminal_));
 }
+
+// ncurses keeps the screen in a global; to use it takes a Screen all the same.
+// NOLINTBEGIN(readability-convert-member-functions-to-static)
 
 std::size_t Screen::width() const {
   return static_cast<std::size_t>(getmaxx(stdscr));
@@ -137,6 +140,8 @@ void Screen::followSize() {
   }
   clearok(stdscr, TRUE);
 }
+
+// NOLINTEND(readability-convert-member-functions-to-static)
 
 void Screen::suspend() {
   def_prog_mode();

@@ -33,8 +33,8 @@ class Screen {
   void suspend();
 
  private:
-  void* terminal_;
-  bool withColours_;
+  void* terminal_ = nullptr;
+  bool withColours_ = false;
 };
 
 }  // namespace nimbolsp::tools
