@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include "service/wire/numbers.h"
+
 namespace nimbolsp {
 
 HANDLE startThread(THREAD_START_ROUTINE routine, void* argument) {
@@ -10,7 +12,7 @@ HANDLE startThread(THREAD_START_ROUTINE routine, void* argument) {
 }
 
 void sleepRoundedToSeconds(std::uint32_t milliseconds) {
-  const auto seconds = static_cast<unsigned int>((std::uint64_t{milliseconds} + 500) / 1000);
+  const std::uint32_t seconds = roundedSeconds(milliseconds);
   if (seconds != 0) sleep(seconds);
 }
 

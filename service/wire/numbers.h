@@ -37,6 +37,11 @@ inline std::int32_t parseDecimal(std::string_view text) {
   return static_cast<std::int32_t>(negative ? 0 - magnitude : magnitude);
 }
 
+// The whole seconds that the service sleeps for an interval of milliseconds: half a second is one more.
+constexpr std::uint32_t roundedSeconds(std::uint32_t milliseconds) {
+  return static_cast<std::uint32_t>((std::uint64_t{milliseconds} + 500) / 1000);
+}
+
 // Big-endian integers. Each returns the position after what it wrote or read.
 inline std::uint8_t* writeBigEndian16(std::uint8_t* at, std::uint16_t value) {
   *at++ = static_cast<std::uint8_t>(value >> 8);

@@ -94,8 +94,7 @@ PoolForecast forecast(const PoolEntry& pool, std::span<const PollResult> results
                       double rate) {
   PoolForecast told;
   told.pool = pool.name;
-  told.interval =
-      static_cast<std::uint32_t>((std::uint64_t{static_cast<std::uint32_t>(pool.pollInterval)} + 500) / 1000);
+  told.interval = roundedSeconds(static_cast<std::uint32_t>(pool.pollInterval));
   told.servers = pool.servers.size();
   const auto hasAnswered = [](const PollResult& result) { return result.end == PollEnd::kAnswered; };
   told.answered = static_cast<std::size_t>(std::ranges::count_if(results, hasAnswered));
