@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "service/resources/string_table.h"
+#include "tools/json_text.h"
 #include "tools/text_table.h"
 
 namespace nimbolsp::tools {
@@ -124,44 +125,25 @@ std::string textOf(const PoolForecast& told, double rate) {
                   : "a PollTimer up to " + std::to_string(*told.evenPollTimer) + " keeps the sharing even");
 }
 
-// Each byte as the character of its number, so that any text survives.
-std::string characters(std::string_view bytes) {
-  std::string text;
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      text += c;
-    } else {
-      text += static_cast<char>(0xC0 | byte >> 6);
-      text += static_cast<char>(0x80 | (byte & 0x3F));
-    }
-  }
-  return text;
-}
-
 Json poolJson(const PoolEntry& pool) {
   Json servers = Json::array();
   for (const ServerEntry& server : pool.servers) {
-    servers.push_back({{"text", characters(server.text)},
+    servers.push_back({{"text", jsonText(server.text)},
                        {"address", dotted(server.endpoint.ipAddress)},
                        {"port", server.endpoint.port},
                        {"polledAt", polledAt(server.endpoint)}});
   }
-  return {{"name", characters(pool.name)},
-          {"answersTo", characters(foldedName(pool.name))},
+  return {{"name", jsonText(pool.name)},
+          {"answersTo", jsonText(foldedName(pool.name))},
           {"pollIntervalMilliseconds", static_cast<std::uint32_t>(pool.pollInterval)},
           {"servers", servers}};
 }
 
 Json findingJson(const Finding& finding) {
   const FindingRow& row = rowOf(finding.kind);
-  Json json{{"line", finding.line},
-            {"severity", wordOf(row.severity)},
-            {"slug", row.slug},
-            {"what", characters(finding.what)},
-            {"consequence", row.consequence},
-            {"remedy", row.remedy}};
-  if (!finding.suggestion.empty()) json["didYouMean"] = characters(finding.suggestion);
+  Json json{{"line", finding.line},           {"severity", wordOf(row.severity)}, {"slug", row.slug},
+            {"what", jsonText(finding.what)}, {"consequence", row.consequence},   {"remedy", row.remedy}};
+  if (!finding.suggestion.empty()) json["didYouMean"] = jsonText(finding.suggestion);
   return json;
 }
 
@@ -172,8 +154,8 @@ std::string textOf(const FixOutcome& fix, const std::string& file) {
 }
 
 Json fixJson(const FixOutcome& fix) {
-  if (fix.changed) return {{"changed", true}, {"backup", characters(fix.backup)}};
-  return {{"changed", false}, {"why", characters(fix.why)}};
+  if (fix.changed) return {{"changed", true}, {"backup", jsonText(fix.backup)}};
+  return {{"changed", false}, {"why", jsonText(fix.why)}};
 }
 
 template <typename Number>
@@ -182,13 +164,13 @@ Json orNull(const std::optional<Number>& number) {
 }
 
 Json forecastJson(const PoolForecast& told) {
-  return {{"pool", characters(told.pool)},
+  return {{"pool", jsonText(told.pool)},
           {"intervalSeconds", told.interval},
           {"servers", told.servers},
           {"answered", told.answered},
           {"shareBeforeFirstPoll", told.firstShare()},
           {"requests", told.requests},
-          {"busiestServer", characters(told.busiest)},
+          {"busiestServer", jsonText(told.busiest)},
           {"busiestShare", told.busiestShare},
           {"requestsToFull", orNull(told.room)},
           {"secondsToFull", orNull(told.secondsToFull)},
@@ -222,7 +204,7 @@ std::string textOf(const ProfileReport& report) {
 
 std::string jsonOf(const ProfileReport& report) {
   const EffectiveProfile& effective = report.effective;
-  Json json{{"file", characters(report.file)}};
+  Json json{{"file", jsonText(report.file)}};
   if (report.isRead) {
     json["starts"] = effective.error == 0;
     if (effective.error != 0)
