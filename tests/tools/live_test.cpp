@@ -61,7 +61,7 @@ TEST(LiveProgram, TellsWhatIsSeenAndExitsWithItsStatus) {
     const char* told;
   } cases[] = {
       {"servers one.ini", kDone, "1 server: 1 answered, 0 did not\n"},
-      {"servers --profile half.ini", kDone, "the service would not start with half.ini"},
+      {"servers --profile half.ini", kDone, "half.ini: the service would not start: "},
       {"servers none.ini", kWrongCommandLine, "none.ini names no server"},
       {"servers one.ini two.ini", kWrongCommandLine, "\"one.ini\" is no ADDRESS:PORT"},
       {"servers 127.0.0.1:65536 one.ini", kWrongCommandLine, "\"127.0.0.1:65536\" is no ADDRESS:PORT"},

@@ -22,7 +22,6 @@ namespace {
 
 constexpr int kSomeDidNot = 1;
 constexpr int kNoneAnswered = 2;
-constexpr std::int32_t kUsualBucketSize = 100;
 
 const char* const kHelp =
     R"(Each server is asked by the service's own protocol, all side by side; the service itself takes no part. LIST is
@@ -54,16 +53,6 @@ bool isAddressAndPort(const std::string& word) {
          at == end && port != 0;
 }
 
-EffectiveProfile profileWithServers(const std::string& path) {
-  EffectiveProfile profile = readEffectiveProfile(path);
-  if (profile.pools.empty())
-    throw std::invalid_argument(path + " names no server that the service would poll");
-  if (profile.error != 0) {
-    complain("the service would not start with " + path + "; shown are the pools before the fault");
-  }
-  return profile;
-}
-
 Survey survey(const Line& line, int stopDescriptor) {
   std::string path = line.profile;
   PoolEntry named;
@@ -77,9 +66,9 @@ Survey survey(const Line& line, int stopDescriptor) {
     }
   }
   std::vector<PoolEntry> pools{named};
-  std::int32_t bucketSize = kUsualBucketSize;
+  std::int32_t bucketSize = Settings{}.bucketSize;
   if (named.servers.empty() || line.profileOption->count() > 0) {
-    const EffectiveProfile profile = profileWithServers(path);
+    const EffectiveProfile profile = loadProfile(path);
     bucketSize = profile.settings.bucketSize;
     if (named.servers.empty()) pools = profile.pools;
   }

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tools/commands/checks.h"
+#include "tools/process.h"
 
 namespace nimbolsp::tools {
 
@@ -15,15 +16,35 @@ std::string faultOfAddress(const std::string& host) {
   return inet_pton(AF_INET, host.c_str(), &address) == 1 ? "" : "\"" + host + "\" is no IPv4 address";
 }
 
+std::string wouldNotStart(const std::string& path, const EffectiveProfile& profile) {
+  return path + ": the service would not start: " + profile.errorText();
+}
+
 }  // namespace
 
 ServiceAddress ServiceOptions::resolved() const {
+  return address.port != 0 ? address : resolved(readEffectiveProfile(profile));
+}
+
+ServiceAddress ServiceOptions::resolved(const EffectiveProfile& read) const {
   ServiceAddress service = address;
-  if (service.port == 0) {
-    service.port = readEffectiveProfile(profile).port;
-    if (service.port == 0) throw std::invalid_argument(profile + " has no Port in section [Setup]");
-  }
+  if (service.port == 0) service.port = read.port;
+  if (service.port == 0) throw std::invalid_argument(profile + " has no Port in section [Setup]");
   return service;
+}
+
+EffectiveProfile loadProfile(const std::string& path) {
+  EffectiveProfile profile = readEffectiveProfile(path);
+  if (profile.pools.empty())
+    throw std::invalid_argument(path + " names no server that the service would poll");
+  if (profile.error != 0) complain(wouldNotStart(path, profile) + "; shown are the pools before the fault");
+  return profile;
+}
+
+EffectiveProfile loadFaultlessProfile(const std::string& path) {
+  EffectiveProfile profile = readEffectiveProfile(path);
+  if (profile.error != 0) throw std::invalid_argument(wouldNotStart(path, profile));
+  return profile;
 }
 
 CLI::Option* addProfileOption(CLI::App& command, std::string& profile) {

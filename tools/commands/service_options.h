@@ -28,7 +28,18 @@ struct ServiceOptions {
   // The service's address: the port of the command line, or else the profile's. Throws std::invalid_argument
   // with a sentence when the profile has none or cannot be read.
   ServiceAddress resolved() const;
+
+  // The same by a profile that was read already.
+  ServiceAddress resolved(const EffectiveProfile& read) const;
 };
+
+// What the service makes of a profile that names a server, for a command that shows all pools it can. Warns
+// on standard error when the service would not start with it: the pools behind the fault are missing. Throws
+// std::invalid_argument with a sentence when it cannot be read or names no server.
+EffectiveProfile loadProfile(const std::string& path);
+
+// The same for a command that wants all pools: throws also when the service would not start with it.
+EffectiveProfile loadFaultlessProfile(const std::string& path);
 
 // Declares --profile. Returns the option, for what goes with it or excludes it.
 CLI::Option* addProfileOption(CLI::App& command, std::string& profile);

@@ -10,6 +10,7 @@
 
 #include "nimboxi/profile.h"
 #include "nimboxi/text.h"
+#include "service/resources/string_table.h"
 
 namespace nimbolsp::tools {
 
@@ -29,6 +30,12 @@ void refuseUnreadable(const std::string& path) {
 }
 
 }  // namespace
+
+std::string EffectiveProfile::errorText() const {
+  const auto strings = builtInStrings();
+  const auto found = std::ranges::find(strings, error, &StringResource::id);
+  return found == strings.end() ? std::string{} : found->text;
+}
 
 EffectiveProfile readEffectiveProfile(const std::string& path) {
   refuseUnreadable(path);
@@ -50,13 +57,6 @@ std::string foldedName(const std::string& poolName) {
   std::string folded = poolName;
   CharUpperBuff(folded.data(), static_cast<DWORD>(folded.size()));
   return folded;
-}
-
-const PoolEntry* findPool(const EffectiveProfile& profile, const std::string& name) {
-  const auto found = std::find_if(
-      profile.pools.rbegin(), profile.pools.rend(),
-      [folded = foldedName(name)](const PoolEntry& pool) { return foldedName(pool.name) == folded; });
-  return found == profile.pools.rend() ? nullptr : &*found;
 }
 
 }  // namespace nimbolsp::tools

@@ -17,6 +17,9 @@ struct EffectiveProfile {
   std::uint32_t error = 0;       // string id of what would end the start; 0 when nothing does
 
   std::uint16_t listeningPort() const { return static_cast<std::uint16_t>(port); }
+
+  // The error as the service would report it; empty without one.
+  std::string errorText() const;
 };
 
 // Reads a profile anew from the disk; makes its settings those of this process. Throws std::invalid_argument
@@ -25,8 +28,5 @@ EffectiveProfile readEffectiveProfile(const std::string& path);
 
 // The name as the service compares it: in upper case by its own table.
 std::string foldedName(const std::string& poolName);
-
-// The pool that answers to a name, in any case: of several the last. Null when there is none.
-const PoolEntry* findPool(const EffectiveProfile& profile, const std::string& name);
 
 }  // namespace nimbolsp::tools

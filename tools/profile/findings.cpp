@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <tuple>
 
-#include "service/resources/string_table.h"
 #include "tools/nearest.h"
 #include "tools/text_table.h"
 
@@ -122,13 +121,6 @@ std::size_t serverCount(const EffectiveProfile& effective) {
   return count;
 }
 
-const char* textOf(std::uint32_t id) {
-  for (const StringResource& string : builtInStrings()) {
-    if (string.id == id) return string.text;
-  }
-  return "";
-}
-
 void findInFile(const VisibleProfile& visible, Findings& findings) {
   const std::string_view text = visible.text;
   if (text.starts_with("\xEF\xBB\xBF")) findings.add(kByteOrderMarkFound, 1, "a byte order mark");
@@ -212,7 +204,7 @@ std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible,
   // What no finder has a word for.
   if (!findings.hasErrors()) findDifferences(*visible, effective, findings);
   if (!findings.hasErrors() && effective.error != 0) {
-    findings.add(kDiffers, 1, std::string("the service would end with ") + quoted(textOf(effective.error)));
+    findings.add(kDiffers, 1, "the service would end with " + quoted(effective.errorText()));
   }
   return findings.take();
 }

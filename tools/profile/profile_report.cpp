@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "service/resources/string_table.h"
 #include "tools/json_text.h"
 #include "tools/text_table.h"
 
@@ -15,13 +14,6 @@ namespace nimbolsp::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string textOf(std::uint32_t id) {
-  for (const StringResource& string : builtInStrings()) {
-    if (string.id == id) return string.text;
-  }
-  return {};
-}
 
 std::string oneDecimal(double number) {
   char text[400];  // the largest double has 309 digits
@@ -83,7 +75,7 @@ std::string configurationOf(const ProfileReport& report) {
   if (!report.isRead) return {};
   std::string text = printable(report.file) + ": the service would ";
   if (effective.error != 0) {
-    text += "not start: \"" + textOf(effective.error) + "\"\n\n";
+    text += "not start: \"" + effective.errorText() + "\"\n\n";
   } else {
     text += "listen on port " + std::to_string(effective.listeningPort()) +
             (effective.listeningPort() == 0 ? ", which is a free one each time\n\n" : "\n\n");
@@ -207,8 +199,7 @@ std::string jsonOf(const ProfileReport& report) {
   Json json{{"file", jsonText(report.file)}};
   if (report.isRead) {
     json["starts"] = effective.error == 0;
-    if (effective.error != 0)
-      json["startError"] = {{"id", effective.error}, {"text", textOf(effective.error)}};
+    if (effective.error != 0) json["startError"] = {{"id", effective.error}, {"text", effective.errorText()}};
     json["listeningPort"] = effective.listeningPort();
     for (const KeyId id : settingKeys()) json["settings"][kProfileKeys[id].name] = settingOf(id, effective);
     json["pools"] = Json::array();
