@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <tuple>
 
-#include "tools/nearest.h"
 #include "tools/text_table.h"
 
 namespace nimbolsp::tools {
@@ -139,10 +138,6 @@ void findInFile(const VisibleProfile& visible, Findings& findings) {
 
 const FindingRow& rowOf(FindingKind kind) {
   return kRows[kind];
-}
-
-std::string suggested(std::string_view wrong, const std::vector<std::string>& right) {
-  return nearestWord(wrong, right);
 }
 
 std::string quoted(std::string_view text) {

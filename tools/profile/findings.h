@@ -104,9 +104,6 @@ struct Finding {
   Severity severity() const { return rowOf(kind).severity; }
 };
 
-// The right word for a wrong one among some; empty when none is near.
-std::string suggested(std::string_view wrong, const std::vector<std::string>& right);
-
 // A name or value in a message.
 std::string quoted(std::string_view text);
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <set>
 
+#include "tools/nearest.h"
 #include "tools/profile/findings.h"
 
 namespace nimbolsp::tools {
@@ -20,7 +21,7 @@ std::vector<std::string> rightKeys(bool ofPool) {
 // The nearest right key to a name that is none, with the number that the name ends with.
 std::string nearestKey(std::string_view name, bool ofPool) {
   const std::size_t digits = name.find_last_not_of("0123456789") + 1;
-  std::string nearest = suggested(name, rightKeys(ofPool));
+  std::string nearest = nearestWord(name, rightKeys(ofPool));
   if (nearest.ends_with('1') && digits < name.size() && name[digits] != '0') {
     nearest = nearest.substr(0, nearest.size() - 1) + std::string(name.substr(digits));
   }
@@ -33,7 +34,13 @@ std::string whereIsKey(bool ofPool) {
 
 class KeyFinder {
  public:
-  KeyFinder(const VisibleProfile& visible, Findings& findings) : visible_(visible), findings_(findings) {}
+  KeyFinder(const VisibleProfile& visible, Findings& findings) : visible_(visible), findings_(findings) {
+    constexpr std::size_t kMostUnused = 1000;
+    for (const VisibleSection& section : visible.sections) {
+      if (section.use == VisibleSection::kUnused && unused_.size() < kMostUnused)
+        unused_.push_back(section.name);
+    }
+  }
 
   void find() {
     findAboveSections();
@@ -127,19 +134,17 @@ class KeyFinder {
     }
   }
 
-  std::vector<std::string> unusedSections() const {
-    std::vector<std::string> names;
-    for (const VisibleSection& section : visible_.sections) {
-      if (section.use == VisibleSection::kUnused) names.push_back(section.name);
-    }
-    return names;
+  // What was meant, while there are few faults: in a file of many it helps nobody, and takes its time.
+  std::string suggested(std::string_view wrong, const std::vector<std::string>& right) {
+    constexpr int kMostSuggestions = 20;
+    return ++suggestions_ > kMostSuggestions ? std::string{} : nearestWord(wrong, right);
   }
 
   void findSetup() {
     const VisibleSection* setup = visible_.setup;
     const std::size_t line = setup == nullptr ? 1 : visible_.lines[setup->headers[0]].number;
     const std::string where = setup == nullptr ? "there is no section [Setup]" : "section [Setup] has no ";
-    const std::string meant = setup == nullptr ? suggested(kSetupSection, unusedSections()) : "";
+    const std::string meant = setup == nullptr ? suggested(kSetupSection, unused_) : "";
     if (setup != nullptr && setup->name != kSetupSection) {
       findings_.add(kSectionCase, line, quoted("[" + setup->name + "]") + " in another case", "[Setup]");
     }
@@ -158,7 +163,7 @@ class KeyFinder {
     const VisibleLine& line = visible_.lines[pool.line];
     if (pool.section == nullptr) {
       findings_.add(kNoSection, line, "there is no section " + quoted("[" + pool.name + "]"),
-                    suggested(pool.name, unusedSections()));
+                    suggested(pool.name, unused_));
       return;
     }
     const VisibleLine& header = visible_.lines[pool.section->headers[0]];
@@ -185,6 +190,8 @@ class KeyFinder {
 
   const VisibleProfile& visible_;
   Findings& findings_;
+  std::vector<std::string> unused_;  // names of sections, the first of them
+  int suggestions_ = 0;              // that were looked for
 };
 
 }  // namespace
