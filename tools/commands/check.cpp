@@ -1,6 +1,9 @@
 // "check": what the service makes of a profile, and everything in it that is wrong.
+#include <algorithm>
 #include <chrono>
 #include <memory>
+#include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -28,7 +31,7 @@ Examples:
   nimbolspctl check nimbolsp.ini --rate 200
 
 Exit status: 0 clean, 1 warnings, 2 errors, 64 the command line is wrong or the file cannot be read, 74
-standard output or, with --fix, the file could not be written.)";
+standard output or, with --fix, the file could not be written, 130 interrupted: with --rate nothing is foretold.)";
 
 struct Line {
   std::string profile = kDefaultProfile;
@@ -38,7 +41,9 @@ struct Line {
   std::int64_t timeout = 2000;
 };
 
-std::vector<PoolForecast> forecastsOf(const EffectiveProfile& effective, const Line& line, int stop) {
+// Nothing when the stop came.
+std::optional<std::vector<PoolForecast>> forecastsOf(const EffectiveProfile& effective, const Line& line,
+                                                     int stop) {
   std::vector<ServerEndpoint> endpoints;
   for (const PoolEntry& pool : effective.pools) {
     for (const ServerEntry& server : pool.servers) endpoints.push_back(server.endpoint);
@@ -46,6 +51,7 @@ std::vector<PoolForecast> forecastsOf(const EffectiveProfile& effective, const L
   const SlowWork work("polling " + std::to_string(endpoints.size()) + " servers once");
   const std::vector<PollResult> results =
       pollServers(endpoints, std::chrono::milliseconds(line.timeout), stop);
+  if (std::ranges::find(results, PollEnd::kInterrupted, &PollResult::end) != results.end()) return {};
   std::vector<PoolForecast> forecasts;
   std::span<const PollResult> left = results;
   for (const PoolEntry& pool : effective.pools) {
@@ -79,13 +85,16 @@ int run(const Line& line) {
     report.fix = fixProfile(line.profile);
     if (report.fix->changed) look(report);
   }
+  bool isStopped = false;
   if (line.rate > 0) {
     const Descriptor stop = catchStopSignals();
+    const auto forecasts = forecastsOf(report.effective, line, stop.number());
+    isStopped = !forecasts;
     report.rate = line.rate;
-    report.forecasts = forecastsOf(report.effective, line, stop.number());
+    report.forecasts = forecasts.value_or(std::vector<PoolForecast>{});
   }
   print(line.json ? jsonOf(report) : textOf(report));
-  return statusOf(report);
+  return isStopped ? kStoppedBySignal : statusOf(report);
 }
 
 }  // namespace
