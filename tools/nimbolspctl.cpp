@@ -2,7 +2,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,6 +18,8 @@ namespace nimbolsp::tools {
 namespace {
 
 constexpr const char* kVersion = "nimbolspctl " NIMBOLSP_VERSION;
+
+constexpr const char* kCommonStatus = "\nAlso 71: the system had no memory, thread or descriptor left.";
 
 struct Declared {
   CLI::App* options;
@@ -72,12 +76,16 @@ int run(const std::vector<std::string>& words) {
       "nimbolspctl"};
   program.set_version_flag("--version", kVersion);
   program.require_subcommand(1);
-  program.footer("\"nimbolspctl COMMAND --help\" tells the options and the exit statuses of a command.");
+  program.footer(
+      "\"nimbolspctl COMMAND --help\" tells the options and the exit statuses of a command. Of every "
+      "command: 71\n"
+      "the system had no memory, thread or descriptor left.");
   std::vector<Declared> declared;
   for (const Command& command : commands()) {
     CLI::App* options = program.add_subcommand(command.name, command.help);
     options->set_version_flag("--version", kVersion);
     declared.push_back({options, command.declare(*options)});
+    options->footer(options->get_footer() + kCommonStatus);
   }
   try {
     program.parse(
@@ -111,8 +119,11 @@ int main(int argc, char** argv) {
   } catch (const OutputFailed& fault) {
     complain(std::string("standard output cannot be written: ") + fault.what());
     return kOutputFailed;
+  } catch (const std::bad_alloc&) {
+    std::fputs("nimbolspctl: no memory is left\n", stderr);  // without any
+    return kSystemFailed;
   } catch (const std::exception& error) {
     complain(error.what());
-    return kWrongCommandLine;
+    return kSystemFailed;
   }
 }

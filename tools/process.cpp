@@ -8,7 +8,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <mutex>
+#include <system_error>
 #include <utility>
 
 #include "tools/text_table.h"
@@ -30,17 +32,24 @@ Descriptor catchStopSignals() {
   sigaddset(&stop, SIGINT);
   sigaddset(&stop, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stop, nullptr);
-  return Descriptor(signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK));
+  Descriptor descriptor(signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK));
+  if (descriptor.number() < 0)
+    throw std::system_error(errno, std::generic_category(), "signals cannot be caught");
+  return descriptor;
 }
 
 SlowWork::SlowWork(std::string sentence)
     : teller_([sentence = std::move(sentence)](const std::stop_token& ended) {
-        std::mutex mutex;
-        std::unique_lock hold(mutex);
-        std::condition_variable_any wake;
-        const bool inTime =
-            wake.wait_for(hold, ended, std::chrono::seconds(1), [&] { return ended.stop_requested(); });
-        if (!inTime) complain(sentence);
+        try {
+          std::mutex mutex;
+          std::unique_lock hold(mutex);
+          std::condition_variable_any wake;
+          const bool inTime =
+              wake.wait_for(hold, ended, std::chrono::seconds(1), [&] { return ended.stop_requested(); });
+          if (!inTime) complain(sentence);
+        } catch (const std::exception&) {
+          // Without memory the work goes on untold.
+        }
       }) {
 }
 

@@ -21,6 +21,7 @@ void print(const std::string& text);
 void complain(const std::string& sentence);
 
 // A descriptor that becomes readable with SIGINT or SIGTERM, for all threads that start from now on.
+// Throws std::system_error when no descriptor is left.
 Descriptor catchStopSignals();
 
 // Work that may take long: when it has not ended after a second, a sentence on standard error says what goes

@@ -3,12 +3,25 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 namespace nimbolsp::tools {
 
+inline std::string boundText(double bound) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.15g", bound);
+  return text;
+}
+inline std::string boundText(std::int64_t bound) {
+  return std::to_string(bound);
+}
+inline std::string boundText(std::int32_t bound) {
+  return std::to_string(bound);
+}
+
 // A check that says in a sentence what is wanted, and has no note of its own in the help, where the option's
-// text says what matters. Bounds that are no whole numbers are shown as if they were.
+// text says what matters.
 template <typename Number>
 CLI::Validator between(Number lowest, Number highest) {
   const auto fault = [lowest, highest](const std::string& text) {
@@ -16,8 +29,7 @@ CLI::Validator between(Number lowest, Number highest) {
     const bool isInRange = CLI::detail::lexical_cast(text, number) && number >= lowest && number <= highest;
     return isInRange
                ? std::string{}
-               : "\"" + text + "\" is no number from " + std::to_string(static_cast<std::int64_t>(lowest)) +
-                     " to " + std::to_string(static_cast<std::int64_t>(highest));
+               : "\"" + text + "\" is no number from " + boundText(lowest) + " to " + boundText(highest);
   };
   return {fault, "", ""};
 }

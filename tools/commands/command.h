@@ -14,6 +14,7 @@ namespace nimbolsp::tools {
 inline constexpr int kDone = 0;
 inline constexpr int kServiceFailed = 3;      // the service could not be reached or broke off
 inline constexpr int kWrongCommandLine = 64;  // EX_USAGE of sysexits
+inline constexpr int kSystemFailed = 71;      // EX_OSERR: no memory, thread or descriptor was left
 inline constexpr int kOutputFailed = 74;      // EX_IOERR: standard output could not be written
 inline constexpr int kStoppedBySignal = 130;  // by SIGINT or SIGTERM, before the work was done
 
