@@ -49,7 +49,8 @@ bool visitServer(const std::string& server) {
   TcpSocket socket;
   socket.create();
   setsockopt(socket.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &kVisitLimit, sizeof kVisitLimit);  // connects too
-  return socket.connectToAddress(endpoint.ipAddress, endpoint.port) && socket.orderlyClose();
+  return socket.connectToAddress(endpoint.ipAddress, endpoint.port) && !socket.isConnectedToItself() &&
+         socket.orderlyClose();
 }
 
 void recordFailure(Round& round, const std::string& failure) {

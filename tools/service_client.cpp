@@ -32,10 +32,15 @@ class Call {
   bool connectTo(const ServiceAddress& service) {
     const sockaddr_in peer = addressOf(inet_addr(service.host.c_str()), service.port);
     if (socket_.number() < 0) return false;
-    if (connect(socket_.number(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0) return true;
-    if (errno != EINPROGRESS || !wait(POLLOUT)) return false;
-    socklen_t size = sizeof errno;
-    return getsockopt(socket_.number(), SOL_SOCKET, SO_ERROR, &errno, &size) == 0 && errno == 0;
+    if (connect(socket_.number(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0) {
+      if (errno != EINPROGRESS || !wait(POLLOUT)) return false;
+      socklen_t size = sizeof errno;
+      if (getsockopt(socket_.number(), SOL_SOCKET, SO_ERROR, &errno, &size) != 0 || errno != 0) return false;
+    }
+    if (!isConnectedToItself(socket_.number())) return true;
+    resetOnClose(socket_.number());  // the service may want the port
+    errno = ECONNREFUSED;
+    return false;
   }
 
   bool sendAll(const std::string& bytes) {

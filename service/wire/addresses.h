@@ -25,6 +25,18 @@ inline std::uint16_t portOf(int descriptor) {
   return bound ? ntohs(local.sin_port) : std::uint16_t{0};
 }
 
+// Whether a connection has both its ends here: one to a port that nobody listens on may come from that very
+// port.
+inline bool isConnectedToItself(int descriptor) {
+  sockaddr_in local{};
+  sockaddr_in peer{};
+  socklen_t localSize = sizeof local;
+  socklen_t peerSize = sizeof peer;
+  return getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &localSize) == 0 &&
+         getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &peerSize) == 0 &&
+         local.sin_port == peer.sin_port && local.sin_addr.s_addr == peer.sin_addr.s_addr;
+}
+
 // Lets a port be taken whose former connections the system still remembers; these must have allowed it too.
 inline void allowReuse(int descriptor) {
   const int reuse = 1;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "service/wire/addresses.h"
+#include "service/wire/server_entry.h"
 
 namespace nimbolsp {
 
@@ -34,19 +35,13 @@ bool TcpSocket::connectToHost(const char* host, std::int32_t port) {
 
 bool TcpSocket::connectToAddress(std::uint32_t address, std::int32_t port) {
   if (descriptor_ == 0) return false;
-  const sockaddr_in peer = addressOf(address != 0 ? address : htonl(INADDR_LOOPBACK), port);
+  const sockaddr_in peer = addressOf(ServerEndpoint{address, port}.destination(), port);
   hasConnected_ = connect(descriptor_, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0;
   return hasConnected_;
 }
 
 bool TcpSocket::isConnectedToItself() const {
-  sockaddr_in local{};
-  sockaddr_in peer{};
-  socklen_t localSize = sizeof local;
-  socklen_t peerSize = sizeof peer;
-  return getsockname(descriptor_, reinterpret_cast<sockaddr*>(&local), &localSize) == 0 &&
-         getpeername(descriptor_, reinterpret_cast<sockaddr*>(&peer), &peerSize) == 0 &&
-         local.sin_port == peer.sin_port && local.sin_addr.s_addr == peer.sin_addr.s_addr;
+  return nimbolsp::isConnectedToItself(descriptor_);
 }
 
 bool TcpSocket::sendAll(const void* bytes, std::size_t length) {

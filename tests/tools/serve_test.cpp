@@ -101,7 +101,10 @@ TEST(ServeTexts, MetricsTellHostileAndEqualNamesApart) {
 }
 
 TEST(ServeTexts, JsonHoldsTheFiguresAndIsPlainAscii) {
-  Picture picture = pictureOf({answering(kHostile, 150), {}});
+  ServerState nowhere;
+  nowhere.endpoint = parseServerEntry("localhost:1");
+  nowhere.polls = 1;
+  Picture picture = pictureOf({answering(kHostile, 150), {}, nowhere});
   picture.service.last.failure = kHostile;
   const std::string text = serversJson(picture, std::chrono::system_clock::time_point());
   EXPECT_TRUE(std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F; }));
@@ -113,6 +116,7 @@ TEST(ServeTexts, JsonHoldsTheFiguresAndIsPlainAscii) {
   EXPECT_EQ(servers[0]["took"], 1.5);
   EXPECT_TRUE(servers[1]["answers"].is_null());
   EXPECT_FALSE(servers[1].contains("load"));
+  EXPECT_EQ(servers[2]["result"], "the address is no dotted IPv4 address: never reached");
 }
 
 TEST(ServeAddress, ReadsWhatIsMeantAndKnowsThisMachine) {

@@ -55,7 +55,7 @@ Json jsonOf(const ServerState& server, std::chrono::milliseconds timeout) {
   Json json = {{"server", printable(server.text)},
                {"answers", known ? Json(server.answers) : Json()},
                {"since", known ? Json(milliseconds(server.since)) : Json()},
-               {"result", describe(server.last, timeout)},
+               {"result", describe(server.endpoint, server.last, timeout)},
                {"took", milliseconds(server.last.took)},
                {"polls", server.polls},
                {"failures", server.failures},

@@ -30,17 +30,6 @@ struct Exchange {
   PollReply reply{};
 };
 
-// A connection to a port that nobody listens on may come from that very port.
-bool isConnectedToItself(int descriptor) {
-  sockaddr_in local{};
-  sockaddr_in peer{};
-  socklen_t localSize = sizeof local;
-  socklen_t peerSize = sizeof peer;
-  return getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &localSize) == 0 &&
-         getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &peerSize) == 0 &&
-         local.sin_port == peer.sin_port && local.sin_addr.s_addr == peer.sin_addr.s_addr;
-}
-
 class Round {
  public:
   Round(std::span<const ServerEndpoint> servers, std::chrono::milliseconds timeout, int stopDescriptor)
@@ -83,8 +72,7 @@ class Round {
     exchange.start = Clock::now();
     ++underWay_;
     const ServerEndpoint& server = servers_[exchange.server];
-    const std::uint32_t address = server.ipAddress != 0 ? server.ipAddress : htonl(INADDR_LOOPBACK);
-    const sockaddr_in peer = addressOf(address, server.port);
+    const sockaddr_in peer = addressOf(server.destination(), server.port);
     const int descriptor = exchange.socket.number();
     if (connect(descriptor, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0 &&
         errno != EINPROGRESS) {
@@ -133,7 +121,10 @@ class Round {
     int error = 0;
     socklen_t size = sizeof error;
     getsockopt(exchange.socket.number(), SOL_SOCKET, SO_ERROR, &error, &size);
-    if (error == 0 && isConnectedToItself(exchange.socket.number())) error = ECONNREFUSED;
+    if (error == 0 && isConnectedToItself(exchange.socket.number())) {
+      resetOnClose(exchange.socket.number());
+      error = ECONNREFUSED;
+    }
     if (error != 0) finish(exchange, PollEnd::kNotConnected, error);
     return error == 0;
   }
@@ -195,6 +186,12 @@ class Round {
 
 }  // namespace
 
+std::string faultOf(const ServerEndpoint& endpoint) {
+  if (endpoint.ipAddress == INADDR_NONE) return "the address is no dotted IPv4 address: never reached";
+  if (static_cast<std::uint16_t>(endpoint.port) == 0) return "the port counts as 0: never reached";
+  return {};
+}
+
 std::string describe(const PollResult& result, std::chrono::milliseconds timeout) {
   switch (result.end) {
     case PollEnd::kAnswered:
@@ -208,6 +205,12 @@ std::string describe(const PollResult& result, std::chrono::milliseconds timeout
     default:
       return std::strerror(result.error);
   }
+}
+
+std::string describe(const ServerEndpoint& endpoint, const PollResult& result,
+                     std::chrono::milliseconds timeout) {
+  const std::string fault = result.end == PollEnd::kAnswered ? "" : faultOf(endpoint);
+  return fault.empty() ? describe(result, timeout) : fault;
 }
 
 std::vector<PollResult> pollServers(std::span<const ServerEndpoint> servers,

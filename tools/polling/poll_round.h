@@ -28,8 +28,15 @@ struct PollResult {
   Statistics statistics;              // of kAnswered
 };
 
+// What keeps an entry from being polled where it seems to say; empty when nothing does.
+std::string faultOf(const ServerEndpoint& endpoint);
+
 // What a result says, in a sentence's part: "answered", "Connection refused", "no answer within 2000 ms".
 std::string describe(const PollResult& result, std::chrono::milliseconds timeout);
+
+// The same of an entry's poll: where the entry is at fault for a failure, that.
+std::string describe(const ServerEndpoint& endpoint, const PollResult& result,
+                     std::chrono::milliseconds timeout);
 
 // Polls every server once, at most 512 at a time. A server has `timeout` from its own connect on.
 //   stopDescriptor  ends the round when it becomes readable; -1: none

@@ -1,7 +1,5 @@
 #include "tools/polling/survey.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <map>
 #include <utility>
@@ -17,8 +15,7 @@ namespace {
 using Place = std::pair<std::uint32_t, std::uint16_t>;
 
 Place placeOf(const ServerEndpoint& endpoint) {
-  return {endpoint.ipAddress != 0 ? endpoint.ipAddress : htonl(INADDR_LOOPBACK),
-          static_cast<std::uint16_t>(endpoint.port)};
+  return {endpoint.destination(), static_cast<std::uint16_t>(endpoint.port)};
 }
 
 }  // namespace
@@ -40,17 +37,10 @@ bool Survey::interrupted() const {
       servers, [](const SurveyedServer& server) { return server.result.end == PollEnd::kInterrupted; });
 }
 
-std::string faultOf(const ServerEndpoint& endpoint) {
-  if (endpoint.ipAddress == INADDR_NONE) return "the address is no dotted IPv4 address: never reached";
-  if (static_cast<std::uint16_t>(endpoint.port) == 0) return "the port counts as 0: never reached";
-  return {};
-}
-
 std::vector<std::string> remarksOf(const ServerEndpoint& endpoint, const PollResult& result,
                                    const Standing& standing, std::chrono::milliseconds timeout) {
   if (result.end == PollEnd::kAnswered) return standing.remarks;
-  const std::string fault = faultOf(endpoint);
-  return {fault.empty() ? describe(result, timeout) : fault};
+  return {describe(endpoint, result, timeout)};
 }
 
 Survey takeSurvey(const std::vector<PoolEntry>& pools, std::int32_t bucketSize,

@@ -33,9 +33,6 @@ struct Survey {
   bool interrupted() const;
 };
 
-// What keeps an entry from being polled where it seems to say; empty when nothing does. Pure.
-std::string faultOf(const ServerEndpoint& endpoint);
-
 // What there is to say of a poll's result: why it failed, or each odd figure. Pure.
 std::vector<std::string> remarksOf(const ServerEndpoint& endpoint, const PollResult& result,
                                    const Standing& standing, std::chrono::milliseconds timeout);
