@@ -31,13 +31,18 @@ std::string bar(double share, double longestShare) {
 
 }  // namespace
 
+AnswerCount::Counts& AnswerCount::countsOf(const std::string& server) {
+  const bool hasRow = servers_.size() < kMostServers || server.empty() || servers_.contains(server);
+  return hasRow ? servers_[server] : others_;
+}
+
 void AnswerCount::add(const std::string& server) {
-  ++servers_[server].answers;
+  ++countsOf(server).answers;
   ++total_;
 }
 
 void AnswerCount::addFailedVisit(const std::string& server) {
-  ++servers_[server].failedVisits;
+  ++countsOf(server).failedVisits;
   ++failedVisits_;
 }
 
@@ -48,11 +53,13 @@ std::uint64_t AnswerCount::withoutServer() const {
 
 std::vector<AnswerCount::Row> AnswerCount::rows() const {
   std::vector<Row> rows;
-  rows.reserve(servers_.size());
-  for (const auto& [server, counts] : servers_) {
+  rows.reserve(servers_.size() + 1);
+  const auto addRow = [&](const std::string& server, const Counts& counts) {
     const double share = static_cast<double>(counts.answers) / static_cast<double>(total_);
     rows.push_back({server, counts.answers, share, counts.failedVisits});
-  }
+  };
+  for (const auto& [server, counts] : servers_) addRow(server, counts);
+  if (others_.answers > 0) addRow("(others)", others_);
   std::ranges::stable_sort(rows, std::greater<>(), &Row::answers);
   return rows;
 }
@@ -75,10 +82,6 @@ std::string AnswerCount::plainLines() const {
   std::string lines;
   for (const Row& row : rows()) lines += std::to_string(row.answers) + " " + shown(row.server) + "\n";
   return lines;
-}
-
-std::int64_t shareOf(std::int64_t count, std::int32_t clients, std::int32_t index) {
-  return count / clients + (index < count % clients ? 1 : 0);
 }
 
 }  // namespace nimbolsp::tools

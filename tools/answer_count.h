@@ -1,6 +1,7 @@
 // Who answered how often, and how that is shown. Pure.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -10,6 +11,10 @@ namespace nimbolsp::tools {
 
 class AnswerCount {
  public:
+  // Servers that are counted each by itself; what is beyond counts together, as "(others)". So a service that
+  // makes up servers does not fill the memory.
+  static constexpr std::size_t kMostServers = 10'000;
+
   // Counts an answer: the text of the server that the service chose; empty for no server.
   void add(const std::string& server);
 
@@ -44,13 +49,12 @@ class AnswerCount {
     std::uint64_t failedVisits = 0;
   };
 
+  Counts& countsOf(const std::string& server);
+
   std::map<std::string, Counts> servers_;
+  Counts others_;
   std::uint64_t total_ = 0;
   std::uint64_t failedVisits_ = 0;
 };
-
-// How many of `count` requests client number `index` of `clients` makes: equal shares, the first ones one
-// more.
-std::int64_t shareOf(std::int64_t count, std::int32_t clients, std::int32_t index);
 
 }  // namespace nimbolsp::tools

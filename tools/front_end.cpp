@@ -4,12 +4,13 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 #include "service/wire/descriptor.h"
@@ -76,21 +77,31 @@ bool askOnce(Round& round) {
     recordFailure(round, answer.failure);
     return false;
   }
-  const auto answered = std::chrono::steady_clock::now();
+  const auto answered =
+      std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - round.start);
   const bool visitFailed = options.visit && !answer.server.empty() && !visitServer(answer.server);
   std::lock_guard hold(round.mutex);
   round.outcome.answers.add(answer.server);
   round.outcome.times.add(answer.took);
-  round.outcome.elapsed = std::chrono::duration_cast<std::chrono::microseconds>(answered - round.start);
+  round.outcome.elapsed = std::max(round.outcome.elapsed, answered);  // visits of others may end before
   if (visitFailed) round.outcome.answers.addFailedVisit(answer.server);
   return true;
 }
 
+// How many requests client number `index` makes: equal shares, the first ones one more.
+std::int64_t shareOf(const AskOptions& options, std::int32_t index) {
+  return options.count / options.clients + (index < options.count % options.clients ? 1 : 0);
+}
+
 void runClient(const std::shared_ptr<Round>& round, std::int64_t count) {
   const bool endless = round->options.count == 0;
-  for (std::int64_t i = 0; endless || i < count; ++i) {
-    if (i > 0 && !pauseBetween(*round)) break;
-    if (!askOnce(*round)) break;
+  try {
+    for (std::int64_t i = 0; endless || i < count; ++i) {
+      if (i > 0 && !pauseBetween(*round)) break;
+      if (!askOnce(*round)) break;
+    }
+  } catch (const std::exception&) {
+    recordFailure(*round, "no memory left");  // so short that it needs none
   }
   std::lock_guard hold(round->mutex);
   if (--round->running > 0) return;
@@ -102,8 +113,8 @@ void startClients(const std::shared_ptr<Round>& round) {
   const AskOptions& options = round->options;
   for (std::int32_t i = 0; i < options.clients; ++i) {
     try {
-      std::thread(runClient, round, shareOf(options.count, options.clients, i)).detach();
-    } catch (const std::system_error& error) {
+      std::thread(runClient, round, shareOf(options, i)).detach();
+    } catch (const std::exception& error) {
       recordFailure(*round, "cannot start " + std::to_string(options.clients) + " clients: " + error.what());
       std::lock_guard hold(round->mutex);
       round->running -= options.clients - i;

@@ -73,6 +73,9 @@ TEST(AnswerCount, SortsByCountThenByHarmlessTextAndTellsShares) {
   count.addFailedVisit("a:1");
   EXPECT_NE(count.table(true).find("      1  14.3%              1  ############              a:1\n"),
             std::string::npos);
+  for (int i = 0; i < 20'000; ++i) count.add(std::to_string(i));
+  EXPECT_EQ(count.rows().size(), AnswerCount::kMostServers + 1);
+  EXPECT_EQ(count.plainLines().substr(0, 15), "10005 (others)\n");
 }
 
 TEST(Simulation, EveryBehaviourIsWhatAPeerSees) {

@@ -47,32 +47,14 @@ struct Line {
   bool allowRemote = false;
 };
 
-MonitorOptions monitorOptionsOf(const Line& line, const EffectiveProfile& profile) {
-  MonitorOptions options{line.service.address, line.service.timeout(), {}};
-  if (options.service.port == 0) options.service.port = profile.port;
-  if (options.service.port == 0) {
-    throw std::invalid_argument(line.service.profile + " has no Port in section [Setup]");
-  }
-  return options;
-}
-
-EffectiveProfile loadedProfile(const std::string& path) {
-  EffectiveProfile profile = readEffectiveProfile(path);
-  if (profile.error != 0) {
-    throw std::invalid_argument("the service would not start with " + path + " (\"nimbolspctl check " + path +
-                                "\" says why)");
-  }
-  return profile;
-}
-
 int run(const Line& line) {
   ListenAddress address = parseListenAddress(line.listen);
   if (!address.isLoopback() && !line.allowRemote) {
     throw std::invalid_argument("other machines reach " + address.text() +
                                 ", and there is no password: give --allow-remote if that is meant");
   }
-  const EffectiveProfile profile = loadedProfile(line.service.profile);
-  const MonitorOptions options = monitorOptionsOf(line, profile);
+  const EffectiveProfile profile = loadFaultlessProfile(line.service.profile);
+  const MonitorOptions options{line.service.resolved(profile), line.service.timeout(), {}};
   const Descriptor stop = catchStopSignals();
   raiseDescriptorLimit();
   try {

@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "service/balance.h"
-#include "service/resources/string_table.h"
 #include "service/wire/process_limits.h"
 #include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/service_options.h"
 #include "tools/process.h"
 #include "tools/profile/effective_profile.h"
 #include "tools/server_options.h"
@@ -63,14 +63,7 @@ ServerOptions parsed(const std::string& what, const Parse& parse) {
   }
 }
 
-// The servers of a profile that has no fault which would end the service's start.
 std::vector<ServerOptions> serversOfProfile(const Line& line, const EffectiveProfile& profile) {
-  if (profile.error != 0) {
-    const auto texts = builtInStrings();
-    const auto text = std::ranges::find(texts, profile.error, &StringResource::id);
-    throw std::invalid_argument(line.profile + ": the service would not start: " +
-                                (text == texts.end() ? std::to_string(profile.error) : text->text));
-  }
   ServerOptions each;
   if (!line.each.empty()) {
     each = parsed("--each " + line.each, [&line] { return parseServerOptions("0," + line.each); });
@@ -161,7 +154,7 @@ int simulate(const Line& line, const std::vector<ServerOptions>& servers, std::v
 
 int run(const Line& line) {
   std::optional<EffectiveProfile> profile;
-  if (!line.profile.empty()) profile = readEffectiveProfile(line.profile);
+  if (!line.profile.empty()) profile = loadFaultlessProfile(line.profile);
   const std::vector<ServerOptions> servers = serversOf(line, profile ? &*profile : nullptr);
   ChangeScript script;
   if (!line.script.empty()) script = readChangeScript(readScriptFile(line.script), line.script, servers);

@@ -35,7 +35,9 @@ using std::chrono::system_clock;
 
 constexpr int kNoTerminal = 1;
 constexpr int kRedrawInterval = 250;  // milliseconds
+constexpr milliseconds kLook{100};    // between two looks for the stop
 constexpr std::size_t kUsualWidth = 120;
+constexpr std::size_t kWidest = 1000;
 constexpr double kLongestInterval = 86'400;  // seconds
 
 const char* const kHelp =
@@ -51,20 +53,12 @@ profile names no server, 74 the output could not be written.)";
 
 struct Line {
   ServiceOptions service;
-  std::int64_t timeoutMilliseconds = 2000;
   double interval = 0;  // seconds; 0: the profile's
   std::int64_t count = 0;
   bool batch = false;
   std::string sort = "profile";
   TopState state;
 };
-
-EffectiveProfile profileWithServers(const std::string& path) {
-  EffectiveProfile profile = readEffectiveProfile(path);
-  if (profile.pools.empty())
-    throw std::invalid_argument(path + " names no server that the service would poll");
-  return profile;
-}
 
 // A descriptor of the signals that mean something to a program that has a terminal. All threads that start
 // from now on leave them to it.
@@ -75,7 +69,9 @@ Descriptor catchTerminalSignals() {
     sigaddset(&signals, signal);
   }
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  return Descriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+  Descriptor caught(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+  if (caught.number() < 0) throw std::runtime_error(std::string("signalfd: ") + std::strerror(errno));
+  return caught;
 }
 
 // False when a signal came that ends the program.
@@ -127,7 +123,7 @@ std::size_t plainWidth() {
   const char* const columns = std::getenv("COLUMNS");
   std::size_t width = 0;
   if (columns != nullptr) std::from_chars(columns, columns + std::strlen(columns), width);
-  return width > 0 ? width : kUsualWidth;
+  return width > 0 ? std::min(width, kWidest) : kUsualWidth;
 }
 
 bool isComplete(const Picture& picture) {
@@ -142,12 +138,19 @@ bool pauseUntil(Clock::time_point time, int stopDescriptor) {
   return poll(&watched, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0))) == 0;
 }
 
+// False when the stop came before.
+bool waitForFirstRounds(const Monitor& monitor, int stopDescriptor) {
+  const SlowWork slow("polling the servers");
+  for (auto picture = monitor.picture(); !isComplete(*picture); picture = monitor.picture()) {
+    monitor.waitForChange(picture->version, kLook);
+    if (!pauseUntil(Clock::now(), stopDescriptor)) return false;
+  }
+  return true;
+}
+
 // Plain pictures, an interval apart; `count` of them, or until the stop for 0.
 int runPlain(const Monitor& monitor, const TopState& state, std::int64_t count, int stopDescriptor) {
-  const SlowWork slow("polling the servers");
-  while (!isComplete(*monitor.picture())) {
-    if (!pauseUntil(Clock::now() + milliseconds(20), stopDescriptor)) return kDone;
-  }
+  if (!waitForFirstRounds(monitor, stopDescriptor)) return kDone;
   auto next = Clock::now();
   for (std::int64_t i = 1;; ++i) {
     const std::shared_ptr<const Picture> picture = monitor.picture();
@@ -159,17 +162,19 @@ int runPlain(const Monitor& monitor, const TopState& state, std::int64_t count, 
 
 int run(Line& line) {
   raiseDescriptorLimit();
-  const EffectiveProfile profile = profileWithServers(line.service.profile);
-  const MonitorOptions options{line.service.resolved(), milliseconds(line.timeoutMilliseconds),
+  const EffectiveProfile profile = loadProfile(line.service.profile);
+  const MonitorOptions options{line.service.resolved(profile), line.service.timeout(),
                                milliseconds(static_cast<std::int64_t>(line.interval * 1000))};
   const auto sort = std::ranges::find(kSortNames, line.sort) - std::ranges::begin(kSortNames);
   line.state.sort = static_cast<SortKey>(sort);
   const bool isLive = !line.batch && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
   const Descriptor signals = isLive ? catchTerminalSignals() : catchStopSignals();
+  if (isLive) {
+    std::setlocale(LC_CTYPE, "");  // before there are threads, which read it
+    line.state.unicode = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+  }
   const Monitor monitor(profile, options);
   if (!isLive) return runPlain(monitor, line.state, line.batch ? line.count : 1, signals.number());
-  std::setlocale(LC_CTYPE, "");
-  line.state.unicode = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
   try {
     return runLive(monitor, line.state, signals.number());
   } catch (const std::runtime_error& fault) {
@@ -182,8 +187,8 @@ int run(Line& line) {
 
 Runner declareTop(CLI::App& command) {
   const auto line = std::make_shared<Line>();
-  addAddressOptions(command, line->service);
-  addTimeoutOption(command, line->timeoutMilliseconds, "Wait for each answer so long at most");
+  line->service.timeoutMilliseconds = 2000;
+  addServiceOptions(command, line->service);
   command
       .add_option("--interval", line->interval,
                   "Poll every pool so often (default: at its own PollTimer,\n"

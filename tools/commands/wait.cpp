@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "service/wire/numbers.h"
 #include "service/wire/process_limits.h"
 #include "tools/commands/checks.h"
 #include "tools/commands/command.h"
@@ -48,7 +49,6 @@ service is not there, ended or does not answer, 64 the command line is wrong or 
 
 struct Line {
   ServiceOptions service;
-  std::int64_t timeoutMilliseconds = 0;
   std::int32_t process = 0;
   bool polled = false;
 };
@@ -63,11 +63,11 @@ struct Sighting {
 
 // The longest time from a thread's start to its first poll, as the service rounds it.
 milliseconds firstPollDelay(const EffectiveProfile& profile) {
-  std::uint64_t seconds = 0;
+  std::uint32_t seconds = 0;
   for (const PoolEntry& pool : profile.pools) {
-    seconds = std::max(seconds, (std::uint64_t{static_cast<std::uint32_t>(pool.pollInterval)} + 500) / 1000);
+    seconds = std::max(seconds, roundedSeconds(static_cast<std::uint32_t>(pool.pollInterval)));
   }
-  return milliseconds(seconds * 1000);
+  return std::chrono::seconds(seconds);
 }
 
 std::string inSeconds(milliseconds time) {
@@ -80,20 +80,16 @@ class Waiting {
  public:
   explicit Waiting(const Line& line)
       : line_(line),
-        service_(line.service.resolved()),
-        profile_(readEffectiveProfile(line.service.profile)),
+        profile_(loadFaultlessProfile(line.service.profile)),
+        service_(line.service.resolved(profile_)),
         delay_(firstPollDelay(profile_)),
-        isLocal_(isLocal(service_)) {
-    if (profile_.error != 0) {
-      throw std::invalid_argument("the service would not start with " + line.service.profile);
-    }
-  }
+        isLocal_(isLocal(service_)) {}
 
   int run() {
     for (;;) {
       const Sighting seen = look();
       if (const int status = seen.there ? arrive(seen) : miss(); status >= 0) return status;
-      if (line_.timeoutMilliseconds > 0 && Clock::now() >= end_) {
+      if (line_.service.timeoutMilliseconds > 0 && Clock::now() >= end_) {
         complain("the time was over before every server had its first poll");
         return kTimedOut;
       }
@@ -167,6 +163,7 @@ class Waiting {
 
   // The service is not there. Returns a status, or -1 to go on waiting.
   int miss() {
+    if (isStopped()) return kStoppedBySignal;  // which may be why it did not answer
     if (line_.process > 0) {
       complain("there is no process " + std::to_string(line_.process));
       return kServiceFailed;
@@ -184,6 +181,7 @@ class Waiting {
   int finish() const {
     const ServiceAnswer answer = askService(service_, "", kPingTimeout, stop_.number());
     if (!answer.answered) {
+      if (isStopped()) return kStoppedBySignal;
       complain(answer.failure);
       return kServiceFailed;
     }
@@ -195,6 +193,11 @@ class Waiting {
     return kDone;
   }
 
+  bool isStopped() const {
+    pollfd watched{stop_.number(), POLLIN, 0};
+    return poll(&watched, 1, 0) > 0;
+  }
+
   // Until the next look. False when the stop came.
   bool pause() const {
     const auto left = known_.there ? std::chrono::ceil<milliseconds>(due_ - Clock::now()) : kLook;
@@ -203,12 +206,12 @@ class Waiting {
   }
 
   const Line& line_;
-  const ServiceAddress service_;
   const EffectiveProfile profile_;
+  const ServiceAddress service_;
   const milliseconds delay_;
   const bool isLocal_;
   const Descriptor stop_ = catchStopSignals();
-  const Clock::time_point end_ = Clock::now() + milliseconds(line_.timeoutMilliseconds);
+  const Clock::time_point end_ = Clock::now() + milliseconds(line_.service.timeoutMilliseconds);
   Sighting known_;
   Clock::time_point due_;
   Clock::time_point absentSince_ = Clock::now();
@@ -223,13 +226,14 @@ int run(const Line& line) {
 
 Runner declareWait(CLI::App& command) {
   const auto line = std::make_shared<Line>();
+  line->service.timeoutMilliseconds = 0;
   command.add_flag("--polled", line->polled, "Until every server had its first poll")->required();
   addAddressOptions(command, line->service);
   command.add_option("--pid", line->process, "The service's process (default: who listens on the port)")
       ->type_name("PID")
       ->check(between(1, INT32_MAX));
   command
-      .add_option("--timeout", line->timeoutMilliseconds,
+      .add_option("--timeout", line->service.timeoutMilliseconds,
                   "Wait so long at most (default: as long as it takes)")
       ->type_name("MILLISECONDS")
       ->check(between(std::int64_t{1}, std::int64_t{86'400'000}));

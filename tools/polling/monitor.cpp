@@ -3,25 +3,29 @@
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <condition_variable>
+#include <cstring>
+#include <exception>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
 
 #include "service/wire/descriptor.h"
+#include "service/wire/numbers.h"
 
 namespace nimbolsp::tools {
 
 namespace {
 
 using std::chrono::milliseconds;
+using namespace std::chrono_literals;
 
 constexpr milliseconds kServiceInterval{1000};
 
 // As the service rounds it, and one second at least.
 milliseconds roundInterval(std::int32_t pollInterval) {
-  const auto wrapped = static_cast<std::uint32_t>(pollInterval);
-  return std::max(milliseconds(1000), milliseconds((std::uint64_t{wrapped} + 500) / 1000 * 1000));
+  return std::max(1s, std::chrono::seconds(roundedSeconds(static_cast<std::uint32_t>(pollInterval))));
 }
 
 // Files a new result. Returns whether `answers` has changed.
@@ -82,43 +86,45 @@ struct Monitor::Shared {
     return !stopping;
   }
 
-  void watchPool(std::size_t pool, milliseconds interval) {
-    const milliseconds timeout = options.timeout;
+  // The life of a thread: does the work once an interval, until the monitor ends.
+  void repeat(milliseconds interval, const auto& work) {
     auto next = std::chrono::steady_clock::now();
     do {
-      const std::vector<PollResult> results = pollServers(endpoints[pool], timeout, stop.number());
-      std::lock_guard hold(mutex);
-      if (stopping) return;
-      PoolState& state = now.pools[pool];
-      for (std::size_t i = 0; i < results.size(); ++i) file(state.servers[i], results[i], now.bucketSize);
-      ++state.rounds;
-      tellChange();
+      try {
+        work();
+      } catch (const std::exception&) {  // no memory: this round is left out
+      }
       next = std::max(next + interval, std::chrono::steady_clock::now());
     } while (pauseUntil(next));
   }
 
-  void watchService() {
-    auto next = std::chrono::steady_clock::now();
-    do {
-      const ServiceAnswer answer =
-          askService(options.service, "", std::min(options.timeout, kServiceInterval), stop.number());
-      std::lock_guard hold(mutex);
-      if (stopping) return;
-      ServiceState& service = now.service;
-      turn(service, answer.answered, service.requests == 0);
-      ++service.requests;
-      if (!answer.answered) ++service.failures;
-      if (answer.answered) service.times.push_back(answer.took);
-      if (service.times.size() > kHistory) service.times.pop_front();
-      service.last = answer;
-      tellChange();
-      next = std::max(next + kServiceInterval, std::chrono::steady_clock::now());
-    } while (pauseUntil(next));
+  void pollPool(std::size_t pool) {
+    const std::vector<PollResult> results = pollServers(endpoints[pool], options.timeout, stop.number());
+    std::lock_guard hold(mutex);
+    if (stopping) return;
+    PoolState& state = now.pools[pool];
+    for (std::size_t i = 0; i < results.size(); ++i) file(state.servers[i], results[i], now.bucketSize);
+    ++state.rounds;
+    tellChange();
+  }
+
+  void pingService() {
+    const ServiceAnswer answer = askService(options.service, "", options.timeout, stop.number());
+    std::lock_guard hold(mutex);
+    if (stopping) return;
+    ServiceState& service = now.service;
+    turn(service, answer.answered, service.requests == 0);
+    ++service.requests;
+    if (!answer.answered) ++service.failures;
+    if (answer.answered) service.times.push_back(answer.took);
+    if (service.times.size() > kHistory) service.times.pop_front();
+    service.last = answer;
+    tellChange();
   }
 };
 
 Monitor::Monitor(const EffectiveProfile& profile, const MonitorOptions& options) : shared_(new Shared) {
-  if (shared_->stop.number() < 0) throw std::runtime_error("no descriptor is left");
+  if (shared_->stop.number() < 0) throw std::runtime_error(std::string("eventfd: ") + std::strerror(errno));
   shared_->options = options;
   Picture& picture = shared_->now;
   picture.profilePath = profile.settings.profilePath;
@@ -139,10 +145,12 @@ Monitor::Monitor(const EffectiveProfile& profile, const MonitorOptions& options)
   }
   Shared& shared = *shared_;
   for (std::size_t pool = 0; pool < picture.pools.size(); ++pool) {
-    shared.threads.emplace_back(
-        [&shared, pool, interval = picture.pools[pool].interval] { shared.watchPool(pool, interval); });
+    shared.threads.emplace_back([&shared, pool, interval = picture.pools[pool].interval] {
+      shared.repeat(interval, [&shared, pool] { shared.pollPool(pool); });
+    });
   }
-  shared.threads.emplace_back([&shared] { shared.watchService(); });
+  shared.threads.emplace_back(
+      [&shared] { shared.repeat(kServiceInterval, [&shared] { shared.pingService(); }); });
 }
 
 Monitor::~Monitor() = default;

@@ -62,8 +62,8 @@ struct Picture {
 
 struct MonitorOptions {
   ServiceAddress service;
-  std::chrono::milliseconds timeout{2000};
-  std::chrono::milliseconds interval{0};  // instead of the profile's; 0: the profile's, 1 s at least
+  std::chrono::milliseconds timeout{2000};  // of one poll, and of one request to the service
+  std::chrono::milliseconds interval{0};    // instead of the profile's; 0: the profile's, 1 s at least
 };
 
 class Monitor {
