@@ -208,6 +208,10 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
   folder.write("clean", "[Setup]\r\nPort=65537\r\nPort=1\r\n");
   folder.write("octal", "[Setup]\nPort=1\nPool1=a\n[a]\nServer1=010.1.1.1:1");
   folder.write("nimbolsp.ini", "[Setup]\r\nPort=1\r\nPool1=B\xFCro\r\n\r\n[B\xFCro]\r\nServer1=1\r\n");
+  folder.write("fast",
+               "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=8589935");  // 408 ms
+  folder.write("wraps",
+               "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=4294968");  // 704 ms
   const auto run = [&](const std::string& arguments) {
     return WEXITSTATUS(std::system(
         ("cd " + folder.path() + "; exec >output 2>&1; " NIMBOLSPCTL_PROGRAM " check " + arguments).c_str()));
@@ -223,6 +227,10 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
       {"--fix", 1, "nimbolsp.ini: not changed: a rewriting would not change it\n"},
       {"--fix --profile octal", 2,
        "octal: not changed: it takes a decision, and a rewriting would leave these: octal-address\n"},
+      {"fast", 2, "127.0.0.1:1  without a pause\n"},
+      {"fast", 2, "the service reads 0 from \"8589935\", and polls without a pause."},
+      {"wraps", 2, "127.0.0.1:1    1 s\n"},
+      {"wraps", 2, "the service reads 1 from \"4294968\"."},
       {"none", kWrongCommandLine, "nimbolspctl: none cannot be read"},
       {"clean --profile clean", kWrongCommandLine, "nimbolspctl: "},
       {">/dev/full", kOutputFailed, "nimbolspctl: standard output"},

@@ -45,6 +45,7 @@ EffectiveProfile readEffectiveProfile(const std::string& path) {
                            withFolder(path).c_str());  // empties the cache
   profile.settings = readSettings(withFolder(path));
   setSettings(profile.settings);
+  profile.settings.profilePath = path;  // as it is shown
   profile.port = readServicePort();
   profile.error = readPools([&profile](const PoolEntry& pool) {
     profile.pools.push_back(pool);

@@ -1,11 +1,11 @@
 #include "tools/profile/findings.h"
 
-#include <sys/resource.h>
-#include <unistd.h>
+#include <arpa/inet.h>
 
 #include <algorithm>
 #include <tuple>
 
+#include "service/wire/numbers.h"
 #include "tools/text_table.h"
 
 namespace nimbolsp::tools {
@@ -114,26 +114,6 @@ constexpr FindingRow kRows[] = {
 };
 static_assert(std::size(kRows) == kFindingKindCount);
 
-std::size_t serverCount(const EffectiveProfile& effective) {
-  std::size_t count = 0;
-  for (const PoolEntry& pool : effective.pools) count += pool.servers.size();
-  return count;
-}
-
-void findInFile(const VisibleProfile& visible, Findings& findings) {
-  const std::string_view text = visible.text;
-  if (text.starts_with("\xEF\xBB\xBF")) findings.add(kByteOrderMarkFound, 1, "a byte order mark");
-  if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
-    findings.add(kNulByte, visible.lineAt(nul), "a NUL byte");
-  }
-  if (text.find('\n') == std::string_view::npos) return;
-  for (std::size_t cr = text.find('\r'); cr != std::string_view::npos; cr = text.find('\r', cr + 1)) {
-    if (text.substr(cr + 1).starts_with('\n')) continue;
-    findings.add(kLoneCr, visible.lineAt(cr), "a CR without an LF");
-    return;
-  }
-}
-
 }  // namespace
 
 const FindingRow& rowOf(FindingKind kind) {
@@ -143,6 +123,16 @@ const FindingRow& rowOf(FindingKind kind) {
 std::string quoted(std::string_view text) {
   constexpr std::size_t kShown = 60;
   return "\"" + printable(text.substr(0, kShown)) + (text.size() > kShown ? "..." : "") + "\"";
+}
+
+std::string dotted(std::uint32_t address) {
+  char text[INET_ADDRSTRLEN];
+  return inet_ntop(AF_INET, &address, text, sizeof text);
+}
+
+std::string pauseText(std::int32_t pollInterval) {
+  const std::uint32_t seconds = roundedSeconds(static_cast<std::uint32_t>(pollInterval));
+  return seconds == 0 ? "without a pause" : std::to_string(seconds) + " s";
 }
 
 void Findings::add(FindingKind kind, std::size_t line, std::string what, std::string suggestion) {
@@ -162,46 +152,6 @@ std::vector<Finding> Findings::take() {
   const auto isSame = [](const Finding& a, const Finding& b) { return a.line == b.line && a.kind == b.kind; };
   all_.erase(std::unique(all_.begin(), all_.end(), isSame), all_.end());
   return std::move(all_);
-}
-
-void findLimits(const EffectiveProfile& effective, Findings& findings) {
-  constexpr std::size_t kOthers = 16;  // terminal, log, listener, a client, what the libraries open
-  const std::size_t needed = serverCount(effective) + kOthers;
-  const std::string servers = std::to_string(serverCount(effective)) + " servers";
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_max < needed) {
-    findings.add(kDescriptorLimit, 1,
-                 servers + " take a descriptor each, and here a process has at most " +
-                     std::to_string(limit.rlim_max));
-  }
-  const bool isLimited = geteuid() != 0 && getrlimit(RLIMIT_NPROC, &limit) == 0;
-  if (isLimited && limit.rlim_cur < needed) {
-    findings.add(
-        kThreadLimit, 1,
-        servers + " take a thread each, and here a user has at most " + std::to_string(limit.rlim_cur));
-  }
-}
-
-std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible,
-                             const EffectiveProfile& effective) {
-  Findings findings;
-  if (!visible) {
-    findings.add(kTooLarge, 1, "more than 16 MB or 250,000 lines");
-    return findings.take();
-  }
-  if (!visible->lines.empty()) {
-    findInFile(*visible, findings);
-    findInLines(*visible, findings);
-  }
-  findInKeys(*visible, findings);
-  findInValues(*visible, findings);
-  findLimits(effective, findings);
-  // What no finder has a word for.
-  if (!findings.hasErrors()) findDifferences(*visible, effective, findings);
-  if (!findings.hasErrors() && effective.error != 0) {
-    findings.add(kDiffers, 1, "the service would end with " + quoted(effective.errorText()));
-  }
-  return findings.take();
 }
 
 }  // namespace nimbolsp::tools

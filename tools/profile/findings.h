@@ -1,5 +1,6 @@
 // What is wrong with a profile: where the service loads something else than a person reads, and what works
-// today and will not tomorrow. One table of the kinds of findings; who finds what stands in three files.
+// today and will not tomorrow. One table of the kinds of findings; who finds what stands in files of their
+// own.
 #pragma once
 
 #include <cstddef>
@@ -107,6 +108,12 @@ struct Finding {
 // A name or value in a message.
 std::string quoted(std::string_view text);
 
+// An address in network order.
+std::string dotted(std::uint32_t address);
+
+// How long the service really sleeps between two polls, "5 s" or "without a pause".
+std::string pauseText(std::int32_t pollInterval);
+
 // Gathers findings: one of a kind and line, and at most 1,000 of a kind.
 class Findings {
  public:
@@ -134,9 +141,6 @@ void findInLines(const VisibleProfile& visible, Findings& findings);
 void findInKeys(const VisibleProfile& visible, Findings& findings);
 void findInValues(const VisibleProfile& visible, Findings& findings);
 void findDifferences(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings);
-
-// The limits of this process against what the service needs: the service may have others.
-void findLimits(const EffectiveProfile& effective, Findings& findings);
 
 // All that is wrong with a file: what is visible of it, nothing when it is too large, and what the service
 // makes of it.

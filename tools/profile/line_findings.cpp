@@ -209,9 +209,8 @@ void findInHeaders(const VisibleProfile& visible, Findings& findings) {
       const VisibleLine& line = visible.lines[index];
       const std::size_t bracket = line.text.find('[');
       const std::size_t close = line.text.find(']', bracket);
-      const bool hasMark = line.offset == 0 && line.text.starts_with("\xEF\xBB\xBF");
       const std::string shown = "[" + std::string(line.name) + "]";
-      if (bracket != 0 && !hasMark)
+      if (!line.unmarkedText().starts_with('['))
         findings.add(kHeaderNotFirst, line, quoted(shown) + " is not in the first column");
       if (close == std::string_view::npos) {
         findings.add(kHeaderOpen, line, "no \"]\" behind " + quoted(line.name));

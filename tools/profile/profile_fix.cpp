@@ -85,12 +85,7 @@ class Rewriter {
     line = std::find_if_not(line, end, isEmpty);
     if (line == end) return;
     endSection();
-    for (; line != end; ++line) write(isEmpty(*line) ? std::string_view{} : withoutMark(*line));
-  }
-
-  static std::string_view withoutMark(const VisibleLine& line) {
-    const bool hasMark = line.offset == 0 && line.text.starts_with("\xEF\xBB\xBF");
-    return trimmed(line.text.substr(hasMark ? 3 : 0));
+    for (; line != end; ++line) write(isEmpty(*line) ? std::string_view{} : trimmed(line->unmarkedText()));
   }
 
   const VisibleSection& sectionOf(const VisibleLine& line) const {

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
+#include "service/wire/numbers.h"
 #include "tools/json_text.h"
 #include "tools/text_table.h"
 
@@ -23,11 +25,6 @@ std::string oneDecimal(double number) {
 
 std::string percent(double share) {
   return oneDecimal(share * 100) + " %";
-}
-
-std::string dotted(std::uint32_t address) {
-  char text[INET_ADDRSTRLEN];
-  return inet_ntop(AF_INET, &address, text, sizeof text);
 }
 
 // Where a server is polled. Nowhere, for an address that is none.
@@ -56,8 +53,10 @@ std::int64_t settingOf(KeyId id, const EffectiveProfile& effective) {
       return all.quietMode ? 1 : 0;
     case kBucketSize:
       return all.bucketSize;
-    default:
+    case kDebugMode:
       return all.debugLevel;
+    default:
+      throw std::logic_error("a key that is no setting");
   }
 }
 
@@ -90,10 +89,8 @@ std::string configurationOf(const ProfileReport& report) {
   std::vector<std::vector<std::string>> rows{{"POOL", "SERVER", "POLLED AT", "EVERY"}};
   for (const PoolEntry& pool : effective.pools) {
     for (const ServerEntry& server : pool.servers) {
-      const auto milliseconds = static_cast<std::uint32_t>(pool.pollInterval);
-      const std::string every = milliseconds % 1000 == 0 ? std::to_string(milliseconds / 1000) + " s"
-                                                         : std::to_string(milliseconds) + " ms";
-      rows.push_back({printable(pool.name), printable(server.text), polledAt(server.endpoint), every});
+      rows.push_back({printable(pool.name), printable(server.text), polledAt(server.endpoint),
+                      pauseText(pool.pollInterval)});
     }
   }
   return text + "\n" + formatTable(rows, "lllr") + "\n";
@@ -128,6 +125,7 @@ Json poolJson(const PoolEntry& pool) {
   return {{"name", jsonText(pool.name)},
           {"answersTo", jsonText(foldedName(pool.name))},
           {"pollIntervalMilliseconds", static_cast<std::uint32_t>(pool.pollInterval)},
+          {"pauseSeconds", roundedSeconds(static_cast<std::uint32_t>(pool.pollInterval))},
           {"servers", servers}};
 }
 
@@ -167,7 +165,7 @@ Json forecastJson(const PoolForecast& told) {
           {"requestsToFull", orNull(told.room)},
           {"secondsToFull", orNull(told.secondsToFull)},
           {"requestsWithoutRoom", told.withoutRoom},
-          {"evenPollTimer", orNull(told.evenPollTimer)}};
+          {"evenPollTimerSeconds", orNull(told.evenPollTimer)}};
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 
+#include "service/wire/numbers.h"
 #include "tools/profile/findings.h"
 
 namespace nimbolsp::tools {
@@ -27,15 +28,11 @@ std::optional<std::int64_t> visibleNumber(std::string_view text) {
   return isNegative ? -number : number;
 }
 
-// What the service makes of a value, in the unit of the profile.
+// What the service makes of a value, in the unit of the profile; of an interval what it sleeps.
 std::int64_t loadedNumber(KeyId id, std::string_view value) {
   const std::int32_t number = keyNumber(id, value.substr(0, kLongestValue));
-  return kProfileKeys[id].rule == kSeconds ? static_cast<std::uint32_t>(number) / 1000 : std::int64_t{number};
-}
-
-std::string dotted(std::uint32_t address) {
-  char text[INET_ADDRSTRLEN];
-  return inet_ntop(AF_INET, &address, text, sizeof text);
+  return kProfileKeys[id].rule == kSeconds ? roundedSeconds(static_cast<std::uint32_t>(number))
+                                           : std::int64_t{number};
 }
 
 class ValueFinder {
@@ -80,8 +77,9 @@ class ValueFinder {
   void findInNumber(KeyId id, const VisibleLine& line) {
     const std::int64_t loaded = loadedNumber(id, line.rawValue());
     const auto number = visibleNumber(line.value);
-    const std::string reads =
-        quoted(line.name) + ": the service reads " + std::to_string(loaded) + " from " + quoted(line.value);
+    const std::string reads = quoted(line.name) + ": the service reads " + std::to_string(loaded) + " from " +
+                              quoted(line.value) +
+                              (id == kPollTimer && loaded == 0 ? ", and polls without a pause" : "");
     if (id == kPort && loaded == 0) return findings_.add(kPortZero, line, reads);
     if (!number) return findings_.add(kNotANumber, line, reads);
     if (id == kPort && (*number < 1 || *number > kPortLimit)) {

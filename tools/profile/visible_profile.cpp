@@ -7,8 +7,6 @@ namespace nimbolsp::tools {
 
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
 bool isBlank(char c) {
   return static_cast<unsigned char>(c) <= 0x20 || c == 0x7F;
 }
@@ -28,9 +26,7 @@ std::size_t remarkStart(std::string_view value) {
 }
 
 void classify(VisibleLine& line) {
-  std::string_view text = line.text;
-  if (line.offset == 0 && text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
-  text = trimmed(text);
+  const std::string_view text = trimmed(line.unmarkedText());
   const std::size_t equals = text.find('=');
   if (text.empty()) {
     line.kind = VisibleLine::kEmpty;

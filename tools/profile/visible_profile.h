@@ -19,6 +19,8 @@ namespace nimbolsp::tools {
 inline constexpr std::size_t kMostVisibleBytes = std::size_t{16} << 20;
 inline constexpr std::size_t kMostVisibleLines = 250'000;
 
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 struct VisibleLine {
   enum Kind { kEmpty, kHeader, kKey, kRemark, kWords };
 
@@ -30,6 +32,12 @@ struct VisibleLine {
   std::string_view value;       // of a key, without a remark behind it
   std::string_view remark;      // behind the value, with its mark
   std::ptrdiff_t section = -1;  // -1 in front of the first
+
+  // Without a byte order mark in front, which only the first one can have.
+  std::string_view unmarkedText() const {
+    const bool hasMark = offset == 0 && text.starts_with(kByteOrderMark);
+    return text.substr(hasMark ? kByteOrderMark.size() : 0);
+  }
 
   // The value as the service takes it: all behind the "=".
   std::string_view rawValue() const { return text.substr(text.find('=') + 1); }
@@ -60,7 +68,12 @@ struct VisiblePool {
   const VisibleSection* section = nullptr;  // null for none
 };
 
+// Can be moved and not copied: its parts point at each other.
 struct VisibleProfile {
+  VisibleProfile() = default;
+  VisibleProfile(VisibleProfile&&) = default;
+  VisibleProfile& operator=(VisibleProfile&&) = default;
+
   std::string_view text;
   std::vector<VisibleLine> lines;
   std::vector<VisibleSection> sections;   // by first header
