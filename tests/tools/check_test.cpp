@@ -231,6 +231,7 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
       {"fast", 2, "the service reads 0 from \"8589935\", and polls without a pause."},
       {"wraps", 2, "127.0.0.1:1    1 s\n"},
       {"wraps", 2, "the service reads 1 from \"4294968\"."},
+      {"/sys/devices/system/cpu/online", kWrongCommandLine, "cannot be read: "},  // shorter than it says
       {"none", kWrongCommandLine, "nimbolspctl: none cannot be read"},
       {"clean --profile clean", kWrongCommandLine, "nimbolspctl: "},
       {">/dev/full", kOutputFailed, "nimbolspctl: standard output"},

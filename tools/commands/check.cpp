@@ -11,6 +11,7 @@
 #include "tools/commands/command.h"
 #include "tools/commands/service_options.h"
 #include "tools/process.h"
+#include "tools/profile/profile_contents.h"
 #include "tools/profile/profile_report.h"
 
 namespace nimbolsp::tools {

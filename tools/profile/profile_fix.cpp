@@ -1,20 +1,23 @@
 #include "tools/profile/profile_fix.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 #include "service/wire/descriptor.h"
 #include "tools/profile/findings.h"
+#include "tools/profile/profile_contents.h"
 
 namespace nimbolsp::tools {
 
@@ -150,6 +153,24 @@ class NewFile {
   bool isKept_ = false;
 };
 
+// The lock that whoever writes the file by the service's own calls takes too; two seconds are waited for it
+// at most, as they do, and then, or where the file system has none, it goes without.
+class AdvisoryLock {
+ public:
+  explicit AdvisoryLock(const std::string& path)
+      : file_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(2);
+    while (flock(file_.number(), LOCK_EX | LOCK_NB) != 0 && (errno == EWOULDBLOCK || errno == EINTR) &&
+           Clock::now() < end) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+
+ private:
+  const Descriptor file_;
+};
+
 NewFile newBackup(const std::string& path) {
   std::string name = path + ".bak";
   for (int number = 1;; ++number) {
@@ -188,6 +209,7 @@ void replace(const std::string& path, const struct stat& status, const std::stri
   if (!outcome.why.empty()) return;
   NewFile backup = newBackup(path);
   backup.fill(former.text, status);
+  const AdvisoryLock lock(path);  // from the comparison to the rename
   if (readProfileText(path) != former.text) {
     outcome.why = "somebody else changes it";
     return;
@@ -236,16 +258,6 @@ FixOutcome fixProfile(const std::string& path) {
     }
   }
   return outcome;
-}
-
-std::string readProfileText(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  std::string contents(std::min(static_cast<std::size_t>(status.st_size), kMostVisibleBytes) + 1, '\0');
-  std::ifstream file(path, std::ios::binary);
-  file.read(contents.data(), static_cast<std::streamsize>(contents.size()));
-  contents.resize(static_cast<std::size_t>(file.gcount()));
-  return contents;
 }
 
 }  // namespace nimbolsp::tools

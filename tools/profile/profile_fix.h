@@ -19,10 +19,8 @@ struct FixOutcome {
 std::string rewritten(const VisibleProfile& visible);
 
 // Rewrites a file, or changes nothing where the service would not load then what is visible. Follows symbolic
-// links; keeps owner and mode; whoever reads meanwhile finds the former or the new text.
+// links; keeps owner and mode; whoever reads meanwhile finds the former or the new text. Throws
+// std::invalid_argument with a sentence when the file cannot be read.
 FixOutcome fixProfile(const std::string& path);
-
-// The text of a file, or a byte more than is looked into; nothing of what is no ordinary file.
-std::string readProfileText(const std::string& path);
 
 }  // namespace nimbolsp::tools
