@@ -320,13 +320,15 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
   folder.write(
       "pools.ini",
       "[Setup]\r\nPort=1\r\nPool1=Web\r\nBucketSize=20\r\n\r\n[Web]\r\nServer1=127.0.0.1:" + dead + "\r\n");
+  folder.write("silent.ini", "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=" +
+                                 std::to_string(portOf(silent.number())) + "\r\n");
   folder.write("bad.ini", "[Setup]\r\nPort=1\r\nPool1=Web\r\n");
   folder.write("script", "0s " + dead + " used=9\n1ms * used=8\n");
   const std::string asked = "ask aNameAsLongAsAPollIs1 ";
   const struct {
     std::string arguments;
     int status;
-    const char* told;
+    std::string told;
   } cases[] = {
       {"", kWrongCommandLine, "nimbolspctl: A subcommand is required"},
       {"smulate", kWrongCommandLine, "did you mean \"simulate\"?"},
@@ -368,6 +370,9 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
       {asked + "--port " + std::to_string(portOf(silent.number())) +
            " & until grep -q 'asking 127.0.0.1:' output; do sleep 0.05; done; kill $!; wait $!",
        kStoppedBySignal, "Ctrl-C ends it"},
+      {"check silent.ini --rate 1 --timeout 60000 & until grep -q 'polling 1' output; do sleep 0.05; done; "
+       "kill $!; wait $!",
+       kStoppedBySignal, "127.0.0.1:" + std::to_string(portOf(silent.number())) + "   30 s\n\n0 errors"},
       {asked + "--port " + dead, kServiceFailed, "nimbolspctl: cannot connect to 127.0.0.1:"},
   };
   // With few descriptors, so that a command which needs many must raise the limit.
