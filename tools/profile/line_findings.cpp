@@ -74,12 +74,12 @@ class SectionWalk {
       }
       hasEnded = false;
       const VisibleLine& line = visible_.lineAt(at);
-      const std::size_t equals = text_.find('=', at);
       if (text_[at] == '[') {
         if (!isInside(line)) cross(line, line);
         at = nextLine(text_, at);
         continue;
       }
+      const std::size_t equals = text_.find('=', at);
       if (equals == std::string_view::npos) {
         if (line.kind == VisibleLine::kWords && isInside(line)) {
           findings_.add(kWithoutEquals, line, "a line without \"=\"");
