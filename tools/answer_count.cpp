@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <functional>
 
 #include "tools/text_table.h"
@@ -15,12 +14,6 @@ constexpr double kLongestBar = 24;
 
 std::string shown(const std::string& server) {
   return server.empty() ? "(no server)" : printable(server);
-}
-
-std::string percent(double share) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%.1f%%", 100 * share);
-  return text;
 }
 
 // Something is to be seen of every server that was chosen.
@@ -71,7 +64,7 @@ std::string AnswerCount::table(bool withVisits) const {
   const std::vector<Row> all = rows();
   for (const Row& row : all) {
     auto& line = cells.emplace_back();
-    line = {std::to_string(row.answers), percent(row.share)};
+    line = {std::to_string(row.answers), decimal(100 * row.share, 1) + "%"};
     if (withVisits) line.push_back(std::to_string(row.failedVisits));
     line.insert(line.end(), {bar(row.share, all.front().share), shown(row.server)});
   }

@@ -1,21 +1,17 @@
 #include "tools/ask_report.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "tools/json_text.h"
 #include "tools/text_table.h"
 
 namespace nimbolsp::tools {
 
 namespace {
 
-double milliseconds(std::chrono::microseconds time) {
-  return static_cast<double>(time.count()) / 1000;
-}
-
 double seconds(const AskOutcome& outcome) {
-  return milliseconds(std::max(outcome.elapsed, std::chrono::microseconds(1))) / 1000;
+  return inMilliseconds(std::max(outcome.elapsed, std::chrono::microseconds(1))) / 1000;
 }
 
 double rateOf(const AskOutcome& outcome) {
@@ -27,13 +23,11 @@ double rateOf(const AskOutcome& outcome) {
 std::string textOf(const AskOutcome& outcome, bool withVisits) {
   if (outcome.answers.total() == 0) return {};
   const DurationCount& times = outcome.times;
-  char line[200];
-  std::snprintf(line, sizeof line,
-                "%llu answered in %.2f s, %.1f a second; time of an answer: p50 %.2f ms, p99 %.2f ms, "
-                "largest %.2f ms\n",
-                static_cast<unsigned long long>(outcome.answers.total()), seconds(outcome), rateOf(outcome),
-                milliseconds(times.percentile(50)), milliseconds(times.percentile(99)),
-                milliseconds(times.largest()));
+  const auto time = [](std::chrono::microseconds took) { return decimal(inMilliseconds(took), 2) + " ms"; };
+  const std::string line = std::to_string(outcome.answers.total()) + " answered in " +
+                           decimal(seconds(outcome), 2) + " s, " + decimal(rateOf(outcome), 1) +
+                           " a second; time of an answer: p50 " + time(times.percentile(50)) + ", p99 " +
+                           time(times.percentile(99)) + ", largest " + time(times.largest()) + "\n";
   return outcome.answers.table(withVisits) + line;
 }
 
@@ -42,24 +36,24 @@ std::string jsonOf(const AskOutcome& outcome, const std::string& pool) {
   nlohmann::ordered_json servers = nlohmann::ordered_json::array();
   for (const AnswerCount::Row& row : answers.rows()) {
     nlohmann::ordered_json server;
-    server["server"] = printable(row.server);
+    server["server"] = jsonText(row.server);
     server["answers"] = row.answers;
     server["share"] = row.share;
     server["failedVisits"] = row.failedVisits;
     servers.push_back(std::move(server));
   }
   nlohmann::ordered_json all;
-  all["pool"] = printable(pool);
+  all["pool"] = jsonText(pool);
   all["answers"] = answers.total();
   all["withoutServer"] = answers.withoutServer();
   all["failedVisits"] = answers.failedVisits();
   all["seconds"] = seconds(outcome);
   all["answersPerSecond"] = rateOf(outcome);
-  all["p50Milliseconds"] = milliseconds(outcome.times.percentile(50));
-  all["p99Milliseconds"] = milliseconds(outcome.times.percentile(99));
-  all["largestMilliseconds"] = milliseconds(outcome.times.largest());
+  all["p50Milliseconds"] = inMilliseconds(outcome.times.percentile(50));
+  all["p99Milliseconds"] = inMilliseconds(outcome.times.percentile(99));
+  all["largestMilliseconds"] = inMilliseconds(outcome.times.largest());
   all["interrupted"] = outcome.interrupted;
-  all["failure"] = printable(outcome.failure);
+  all["failure"] = jsonText(outcome.failure);
   all["servers"] = std::move(servers);
   return all.dump(2) + "\n";
 }

@@ -1,6 +1,7 @@
 #include "tools/text_table.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace nimbolsp::tools {
 
@@ -29,6 +30,12 @@ std::string printable(std::string_view text) {
     }
   }
   return result;
+}
+
+std::string decimal(double number, int digits) {
+  char text[400];  // the largest number has 309 digits before the point
+  std::snprintf(text, sizeof text, "%.*f", digits, number);
+  return text;
 }
 
 std::string formatTable(const std::vector<std::vector<std::string>>& rows, std::string_view alignment) {

@@ -100,7 +100,7 @@ TEST(Standing, TellsWhatIsOddInTheFigures) {
     EXPECT_EQ(got.load, c.standing.load);
     EXPECT_EQ(got.average, c.standing.average);
     EXPECT_EQ(got.list, c.standing.list);
-    EXPECT_EQ(got.isCandidate, c.standing.isCandidate);
+    EXPECT_EQ(got.hasRoom, c.standing.hasRoom);
     EXPECT_EQ(got.remarks, c.standing.remarks);
   }
 }

@@ -9,9 +9,9 @@
 
 #include "tests/support/fake_server.h"
 #include "tests/support/temp_folder.h"
+#include "tools/http/http_server.h"
 #include "tools/http/listen_address.h"
 #include "tools/http/metrics.h"
-#include "tools/http/server.h"
 #include "tools/http/servers_json.h"
 #include "tools/http/status_page.h"
 
@@ -110,12 +110,12 @@ TEST(ServeTexts, JsonHoldsTheFiguresAndIsPlainAscii) {
   EXPECT_TRUE(std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F; }));
   const auto json = nlohmann::json::parse(text);
   const auto& servers = json["pools"][0]["servers"];
-  EXPECT_EQ(servers[0]["server"], R"(<b>"\\\x0a\xff</script>)");
-  EXPECT_EQ(servers[0]["history"], nlohmann::json::parse("[null, 150]"));
-  EXPECT_EQ(servers[0]["candidate"], false);
-  EXPECT_EQ(servers[0]["took"], 1.5);
+  EXPECT_EQ(servers[0]["server"], "<b>\"\\\n\u00FF</script>");
+  EXPECT_EQ(servers[0]["historyPercent"], nlohmann::json::parse("[null, 150]"));
+  EXPECT_EQ(servers[0]["hasRoom"], false);
+  EXPECT_EQ(servers[0]["tookMilliseconds"], 1.5);
   EXPECT_TRUE(servers[1]["answers"].is_null());
-  EXPECT_FALSE(servers[1].contains("load"));
+  EXPECT_FALSE(servers[1].contains("loadPercent"));
   EXPECT_EQ(servers[2]["result"], "the address is no dotted IPv4 address: never reached");
 }
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -12,6 +11,7 @@
 #include "tools/commands/command.h"
 #include "tools/commands/service_options.h"
 #include "tools/process.h"
+#include "tools/text_table.h"
 
 namespace nimbolsp::tools {
 
@@ -39,18 +39,15 @@ struct Line {
 };
 
 void tell(const ServiceAddress& service, const ServiceAnswer& answer, int attempts, bool asJson) {
-  const double time = static_cast<double>(answer.took.count()) / 1000;
   if (asJson) {
     nlohmann::ordered_json json{{"service", service.text()},
                                 {"answered", answer.answered},
-                                {"took_ms", time},
+                                {"tookMilliseconds", inMilliseconds(answer.took)},
                                 {"attempts", attempts}};
     if (!answer.answered) json["failure"] = answer.failure;
     print(json.dump() + "\n");
   } else if (answer.answered) {
-    char text[96];
-    std::snprintf(text, sizeof text, "%s answered in %.2f ms\n", service.text().c_str(), time);
-    print(text);
+    print(service.text() + " answered in " + decimal(inMilliseconds(answer.took), 2) + " ms\n");
   }
   if (!answer.answered) complain(answer.failure);
 }

@@ -12,9 +12,9 @@
 #include "tools/commands/checks.h"
 #include "tools/commands/command.h"
 #include "tools/commands/service_options.h"
+#include "tools/http/http_server.h"
 #include "tools/http/listen_address.h"
 #include "tools/http/pages.h"
-#include "tools/http/server.h"
 #include "tools/polling/monitor.h"
 #include "tools/process.h"
 

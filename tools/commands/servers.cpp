@@ -25,8 +25,8 @@ constexpr int kNoneAnswered = 2;
 
 const char* const kHelp =
     R"(Each server is asked by the service's own protocol, all side by side; the service itself takes no part. LIST is
-the allocation list where the service would file the server, CANDIDATE whether the normal search may then hand it
-out. A server that several entries name is polled once.
+the allocation list where the service would file the server, ROOM whether its load is below 100 %, so that the normal
+search may hand it out. A server that several entries name is polled once.
 Examples:
   nimbolspctl servers /opt/nimbolsp/nimbolsp.ini
   nimbolspctl servers --json 10.0.0.5:5912 10.0.0.6:5912

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -19,6 +18,7 @@
 #include "tools/polling/survey.h"
 #include "tools/process.h"
 #include "tools/service_process.h"
+#include "tools/text_table.h"
 
 namespace nimbolsp::tools {
 
@@ -68,12 +68,6 @@ milliseconds firstPollDelay(const EffectiveProfile& profile) {
     seconds = std::max(seconds, roundedSeconds(static_cast<std::uint32_t>(pool.pollInterval)));
   }
   return std::chrono::seconds(seconds);
-}
-
-std::string inSeconds(milliseconds time) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(time.count()) / 1000);
-  return text;
 }
 
 class Waiting {
@@ -126,7 +120,8 @@ class Waiting {
       tellSighting();
       due_ = dueTime();
       const auto left = std::chrono::duration_cast<milliseconds>(due_ - Clock::now());
-      if (left > milliseconds(1000)) complain("waiting " + inSeconds(left) + " for the first polls");
+      if (left > milliseconds(1000))
+        complain("waiting " + decimal(inMilliseconds(left) / 1000, 1) + " s for the first polls");
     }
     if (line_.process > 0) due_ = std::max(due_, seen.started + delay_ + kMargin);  // threads still start
     return Clock::now() < due_ ? -1 : finish();

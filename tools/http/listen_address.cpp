@@ -87,7 +87,7 @@ ListenAddress parseListenAddress(const std::string& text) {
 
 Descriptor listenOn(ListenAddress& address) {
   Descriptor listening(socket(address.socket.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  allowReuse(listening.number());
+  if (listening.number() >= 0) allowReuse(listening.number());
   if (listening.number() < 0 || bind(listening.number(), plain(address), address.size) != 0 ||
       listen(listening.number(), kBacklog) != 0) {
     const int error = errno;

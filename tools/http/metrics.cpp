@@ -68,10 +68,10 @@ constexpr Family<PoolState> kPoolFamilies[] = {
      [](const PoolState& p) {
        return std::optional(countOf(p, [](const ServerState& s) { return s.answers; }));
      }},
-    {"nimbolsp_pool_servers_candidate", "gauge", "Servers of the pool that answer and are below 100 % load.",
+    {"nimbolsp_pool_servers_with_room", "gauge",
+     "Servers of the pool that answer and have room: load below 100 %.",
      [](const PoolState& p) {
-       return std::optional(
-           countOf(p, [](const ServerState& s) { return s.answers && s.standing.isCandidate; }));
+       return std::optional(countOf(p, [](const ServerState& s) { return s.answers && s.standing.hasRoom; }));
      }},
     {"nimbolsp_pool_poll_interval_seconds", "gauge", "Time between two polls of a server of the pool.",
      [](const PoolState& p) { return std::optional(seconds(p.interval)); }},
@@ -96,8 +96,8 @@ constexpr Family<ServerState> kServerFamilies[] = {
      [](const ServerState& s) { return whenAnswers(s, s.standing.average); }},
     {"nimbolsp_server_allocation_list", "gauge", "Allocation list of the server, 0 (searched first) to 9.",
      [](const ServerState& s) { return whenAnswers(s, s.standing.list); }},
-    {"nimbolsp_server_candidate", "gauge", "Whether the server is below 100 % load.",
-     [](const ServerState& s) { return whenAnswers(s, s.standing.isCandidate); }},
+    {"nimbolsp_server_has_room", "gauge", "Whether the server has room: its load is below 100 %.",
+     [](const ServerState& s) { return whenAnswers(s, s.standing.hasRoom); }},
     {"nimbolsp_server_remarks", "gauge",
      "Odd things about the server's statistics; the status page tells them.",
      [](const ServerState& s) { return whenAnswers(s, static_cast<double>(s.standing.remarks.size())); }},
@@ -105,7 +105,7 @@ constexpr Family<ServerState> kServerFamilies[] = {
      [](const ServerState& s) { return std::optional<double>(s.polls); }},
     {"nimbolsp_server_poll_failures_total", "counter", "Polls that the server did not answer.",
      [](const ServerState& s) { return std::optional<double>(s.failures); }},
-    {"nimbolsp_server_up_changes_total", "counter", "How often nimbolsp_server_up changed.",
+    {"nimbolsp_server_flaps_total", "counter", "Flaps: how often nimbolsp_server_up changed.",
      [](const ServerState& s) { return std::optional<double>(s.flaps); }},
 };
 

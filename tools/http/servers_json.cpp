@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tools/json_text.h"
 #include "tools/text_table.h"
 
 namespace nimbolsp::tools {
@@ -15,17 +16,13 @@ std::int64_t milliseconds(Clock::time_point time) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
 }
 
-double milliseconds(std::chrono::microseconds duration) {
-  return static_cast<double>(duration.count()) / 1000;
-}
-
 Json jsonOf(const ServiceState& service) {
   const bool known = service.requests > 0;
   return {{"address", service.address.text()},
           {"answers", known ? Json(service.answers) : Json()},
-          {"since", known ? Json(milliseconds(service.since)) : Json()},
-          {"failure", printable(service.last.failure)},
-          {"took", milliseconds(service.last.took)},
+          {"sinceMilliseconds", known ? Json(milliseconds(service.since)) : Json()},
+          {"failure", jsonText(service.last.failure)},
+          {"tookMilliseconds", inMilliseconds(service.last.took)},
           {"requests", service.requests},
           {"failures", service.failures}};
 }
@@ -43,24 +40,24 @@ void addFigures(Json& json, const ServerState& server) {
   json["dividend"] = statistics.ratioDividend;
   json["used"] = statistics.loadUsed;
   json["limit"] = statistics.loadLimit;
-  json["load"] = server.standing.load;
+  json["loadPercent"] = server.standing.load;
   json["average"] = server.standing.average;
   json["list"] = server.standing.list;
-  json["candidate"] = server.standing.isCandidate;
+  json["hasRoom"] = server.standing.hasRoom;
   json["remarks"] = server.standing.remarks;
 }
 
 Json jsonOf(const ServerState& server, std::chrono::milliseconds timeout) {
   const bool known = server.polls > 0;
-  Json json = {{"server", printable(server.text)},
+  Json json = {{"server", jsonText(server.text)},
                {"answers", known ? Json(server.answers) : Json()},
-               {"since", known ? Json(milliseconds(server.since)) : Json()},
+               {"sinceMilliseconds", known ? Json(milliseconds(server.since)) : Json()},
                {"result", describe(server.endpoint, server.last, timeout)},
-               {"took", milliseconds(server.last.took)},
+               {"tookMilliseconds", inMilliseconds(server.last.took)},
                {"polls", server.polls},
                {"failures", server.failures},
-               {"changes", server.flaps},
-               {"history", historyOf(server)}};
+               {"flaps", server.flaps},
+               {"historyPercent", historyOf(server)}};
   if (server.answers) addFigures(json, server);
   return json;
 }
@@ -72,16 +69,16 @@ std::string serversJson(const Picture& picture, Clock::time_point now) {
   for (const PoolState& pool : picture.pools) {
     Json servers = Json::array();
     for (const ServerState& server : pool.servers) servers.push_back(jsonOf(server, picture.timeout));
-    pools.push_back({{"pool", printable(pool.name)},
-                     {"interval", pool.interval.count()},
+    pools.push_back({{"pool", jsonText(pool.name)},
+                     {"intervalMilliseconds", pool.interval.count()},
                      {"rounds", pool.rounds},
                      {"servers", std::move(servers)}});
   }
   const Json all = {{"version", picture.version},
-                    {"time", milliseconds(now)},
-                    {"profile", printable(picture.profilePath)},
+                    {"timeMilliseconds", milliseconds(now)},
+                    {"profile", jsonText(picture.profilePath)},
                     {"bucketSize", picture.bucketSize},
-                    {"timeout", picture.timeout.count()},
+                    {"timeoutMilliseconds", picture.timeout.count()},
                     {"service", jsonOf(picture.service)},
                     {"pools", std::move(pools)}};
   return all.dump(-1, ' ', true);

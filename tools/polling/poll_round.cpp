@@ -34,6 +34,11 @@ class Round {
  public:
   Round(std::span<const ServerEndpoint> servers, std::chrono::milliseconds timeout, int stopDescriptor)
       : servers_(servers), timeout_(timeout), results_(servers.size()), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
+    if (epoll_.number() < 0) {
+      results_.assign(servers.size(), {PollEnd::kNotConnected, errno, {}, {}});
+      stopped_ = true;
+      return;
+    }
     exchanges_.resize(std::min(servers.size(), kSideBySide));
     epoll_event stop{EPOLLIN, {.u64 = kStopMark}};
     if (stopDescriptor >= 0) epoll_ctl(epoll_.number(), EPOLL_CTL_ADD, stopDescriptor, &stop);

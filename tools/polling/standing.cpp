@@ -20,7 +20,7 @@ Standing standingOf(const Statistics& statistics, std::int32_t bucketSize) {
                     allocationListOf(divisor, dividend, bucketSize),
                     true,
                     {}};
-  standing.isCandidate = standing.load < kFullLoad;
+  standing.hasRoom = standing.load < kFullLoad;
   auto& remarks = standing.remarks;
   if (hasNegative(statistics)) remarks.emplace_back("negative statistic: the service reports it and uses it");
   if (divisor == 0) remarks.emplace_back("divisor 0: list 0, whatever the dividend");
@@ -34,7 +34,7 @@ Standing standingOf(const Statistics& statistics, std::int32_t bucketSize) {
                       std::to_string(standing.load) + "%");
   }
   if (standing.load < 0) remarks.emplace_back("negative load: preferred to every other server of its list");
-  if (!standing.isCandidate) remarks.emplace_back("full: handed out only when no server has room");
+  if (!standing.hasRoom) remarks.emplace_back("full: handed out only when no server has room");
   return standing;
 }
 

@@ -14,7 +14,7 @@ struct Standing {
   std::int16_t load = 0;     // per cent
   std::int16_t average = 0;  // cut to 16 bits
   std::int16_t list = 0;     // allocation list, 0 to 9
-  bool isCandidate = true;   // below 100 %
+  bool hasRoom = true;       // below 100 %
   std::vector<std::string> remarks;
 };
 

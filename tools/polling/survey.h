@@ -45,7 +45,7 @@ Survey takeSurvey(const std::vector<PoolEntry>& pools, std::int32_t bucketSize,
 // A table, and a line that sums it up. Pure.
 std::string surveyTable(const Survey& survey);
 
-// The same as one JSON object, a line long. Bytes of the profile that are no UTF-8 are replaced. Pure.
+// The same as one JSON object, a line long. Pure.
 std::string surveyJson(const Survey& survey);
 
 }  // namespace nimbolsp::tools

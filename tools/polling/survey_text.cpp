@@ -1,7 +1,7 @@
 // A survey as text: for people and for programs.
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "tools/json_text.h"
 #include "tools/polling/survey.h"
 #include "tools/text_table.h"
 
@@ -10,16 +10,6 @@ namespace nimbolsp::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-double millisecondsOf(const PollResult& result) {
-  return static_cast<double>(result.took.count()) / 1000;
-}
-
-std::string timeOf(const PollResult& result) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f ms", millisecondsOf(result));
-  return text;
-}
 
 std::string joined(const std::vector<std::string>& remarks) {
   std::string text;
@@ -33,9 +23,10 @@ std::vector<std::string> rowOf(const SurveyedServer& server) {
     const auto& [divisor, dividend, used, limit] = server.result.statistics;
     const Standing& standing = server.standing;
     for (const std::string& cell :
-         {timeOf(server.result), std::to_string(divisor), std::to_string(dividend), std::to_string(used),
-          std::to_string(limit), std::to_string(standing.load) + "%", std::to_string(standing.average),
-          std::to_string(standing.list), std::string(standing.isCandidate ? "yes" : "no")}) {
+         {decimal(inMilliseconds(server.result.took), 1) + " ms", std::to_string(divisor),
+          std::to_string(dividend), std::to_string(used), std::to_string(limit),
+          std::to_string(standing.load) + "%", std::to_string(standing.average),
+          std::to_string(standing.list), std::string(standing.hasRoom ? "yes" : "no")}) {
       row.push_back(cell);
     }
   } else {
@@ -55,19 +46,19 @@ std::string sumOf(const Survey& survey) {
 }
 
 Json jsonOf(const SurveyedServer& server) {
-  Json json{{"pool", server.pool},
-            {"server", server.entry.text},
+  Json json{{"pool", jsonText(server.pool)},
+            {"server", jsonText(server.entry.text)},
             {"answered", server.answered()},
             {"well", server.isWell()},
-            {"took_ms", millisecondsOf(server.result)}};
+            {"tookMilliseconds", inMilliseconds(server.result.took)}};
   if (server.answered()) {
     const auto& [divisor, dividend, used, limit] = server.result.statistics;
     json["statistics"] = {{"divisor", divisor}, {"dividend", dividend}, {"used", used}, {"limit", limit}};
-    json["load_percent"] = server.standing.load;
+    json["loadPercent"] = server.standing.load;
     json["average"] = server.standing.average;
     json["list"] = server.standing.list;
   }
-  json["candidate"] = server.answered() && server.standing.isCandidate;
+  json["hasRoom"] = server.answered() && server.standing.hasRoom;
   json["remarks"] = server.remarks;
   return json;
 }
@@ -76,7 +67,7 @@ Json jsonOf(const SurveyedServer& server) {
 
 std::string surveyTable(const Survey& survey) {
   std::vector<std::vector<std::string>> rows{{"POOL", "SERVER", "TIME", "DIVISOR", "DIVIDEND", "USED",
-                                              "LIMIT", "LOAD", "AVERAGE", "LIST", "CANDIDATE", "REMARKS"}};
+                                              "LIMIT", "LOAD", "AVERAGE", "LIST", "ROOM", "REMARKS"}};
   for (const SurveyedServer& server : survey.servers) {
     rows.push_back(rowOf(server));
     if (rows.back()[0].empty()) rows.back()[0] = "-";
@@ -91,8 +82,8 @@ std::string surveyJson(const Survey& survey) {
                   {"total", survey.servers.size()},
                   {"answered", survey.answered()},
                   {"well", survey.well()},
-                  {"timeout_ms", survey.timeout.count()}};
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+                  {"timeoutMilliseconds", survey.timeout.count()}};
+  return json.dump() + "\n";
 }
 
 }  // namespace nimbolsp::tools

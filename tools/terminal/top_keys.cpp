@@ -1,10 +1,8 @@
 // What the keys of "top" do, and which rows that asks for.
 #include <algorithm>
-#include <cerrno>
 
 #include "service/balance.h"
-#include "tools/polling/survey.h"
-#include "tools/terminal/top_view.h"
+#include "tools/terminal/top_text.h"
 #include "tools/text_table.h"
 
 namespace nimbolsp::tools {
@@ -126,24 +124,6 @@ bool handleKey(TopState& state, int key) {
       scroll(state, key);
   }
   return true;
-}
-
-std::string stateOf(const ServerState& server) {
-  if (server.polls == 0) return "waiting";
-  if (server.answers) {
-    if (hasNegative(server.last.statistics)) return "negative";
-    if (!server.standing.isCandidate) return "full";
-    return server.standing.remarks.empty() ? "good" : "odd";
-  }
-  if (!faultOf(server.endpoint).empty()) return "no address";
-  switch (server.last.end) {
-    case PollEnd::kTimedOut:
-      return "silent";
-    case PollEnd::kNoReply:
-      return "broken off";
-    default:
-      return server.last.error == ECONNREFUSED ? "refused" : "unreachable";
-  }
 }
 
 std::vector<TopRow> chooseRows(const Picture& picture, const TopState& state) {

@@ -1,9 +1,12 @@
 #include "tools/terminal/top_text.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
 #include <ctime>
 #include <vector>
+
+#include "service/balance.h"
+#include "tools/text_table.h"
 
 namespace nimbolsp::tools {
 
@@ -12,12 +15,6 @@ namespace {
 constexpr const char* kEighths[] = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
 constexpr const char* kHeights[] = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr std::string_view kPlainHeights = "_.-:=+*#";
-
-std::string decimal(double number, int digits) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.*f", digits, number);
-  return text;
-}
 
 std::string twoDigits(std::int64_t number) {
   return (number < 10 ? "0" : "") + std::to_string(number);
@@ -41,6 +38,24 @@ std::string firstOf(const std::string& text, std::size_t columns) {
 }
 
 }  // namespace
+
+std::string stateOf(const ServerState& server) {
+  if (server.polls == 0) return "waiting";
+  if (server.answers) {
+    if (hasNegative(server.last.statistics)) return "negative";
+    if (!server.standing.hasRoom) return "full";
+    return server.standing.remarks.empty() ? "good" : "odd";
+  }
+  if (!faultOf(server.endpoint).empty()) return "no address";
+  switch (server.last.end) {
+    case PollEnd::kTimedOut:
+      return "silent";
+    case PollEnd::kNoReply:
+      return "broken off";
+    default:
+      return server.last.error == ECONNREFUSED ? "refused" : "unreachable";
+  }
+}
 
 std::string barText(std::int16_t load, std::size_t width, bool unicode) {
   const auto share = static_cast<std::size_t>(std::clamp<int>(load, 0, 100));
@@ -84,7 +99,7 @@ ScreenLine fit(ScreenLine line, std::size_t width, bool toTheRight, bool unicode
 }
 
 std::string millisecondsText(std::chrono::microseconds time) {
-  const double milliseconds = static_cast<double>(time.count()) / 1000;
+  const double milliseconds = inMilliseconds(time);
   const int digits = milliseconds < 10 ? 2 : 1;
   return decimal(milliseconds, milliseconds < 1000 ? digits : 0);
 }
@@ -117,7 +132,7 @@ std::string intervalText(const Picture& picture) {
   if (picture.pools.empty()) return {};
   const auto [least, most] = std::ranges::minmax_element(picture.pools, {}, &PoolState::interval);
   const auto seconds = [](std::chrono::milliseconds time) {
-    return decimal(static_cast<double>(time.count()) / 1000, time.count() % 1000 == 0 ? 0 : 1);
+    return decimal(inMilliseconds(time) / 1000, time.count() % 1000 == 0 ? 0 : 1);
   };
   std::string text = "polled every " + seconds(least->interval);
   if (most->interval != least->interval) text += " to " + seconds(most->interval);

@@ -1,4 +1,4 @@
-// The small texts of "top": bars, histories, times, and text that fits a width. Pure.
+// The small texts of "top": states, bars, histories, times, and text that fits a width. Pure.
 #pragma once
 
 #include <chrono>
@@ -9,6 +9,9 @@
 #include "tools/terminal/top_view.h"
 
 namespace nimbolsp::tools {
+
+// How a server is, in a word of at most 11 letters.
+std::string stateOf(const ServerState& server);
 
 // A bar of that many columns for a load in per cent: empty at 0 and below, full at 100 and above.
 std::string barText(std::int16_t load, std::size_t width, bool unicode);

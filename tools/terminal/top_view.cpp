@@ -28,7 +28,7 @@ const char* const kHelpLine = " q quit  s sort  r reverse  / filter  t troubled 
 const char* const kHelpLines[] = {
     " q              quit",
     " s              sort by the next in turn, or at once by one of these keys:",
-    " p l a f c i n    profile's order, load, answer time, failures, changes, list,",
+    " p l a f c i n    profile's order, load, answer time, failures, flaps, list,",
     "                  name",
     " r              reverse the order",
     " /              filter: part of a pool, server or state; Enter keeps, Esc drops",
@@ -219,7 +219,7 @@ ScreenLine serversLine(const Picture& picture) {
         ++waiting;
       } else if (!server.answers) {
         ++failed;
-      } else if (!server.standing.isCandidate) {
+      } else if (!server.standing.hasRoom) {
         ++full;
       }
     }

@@ -67,9 +67,6 @@ struct TopRow {
 // The rows that the state asks for, in its order. They point into the picture.
 std::vector<TopRow> chooseRows(const Picture& picture, const TopState& state);
 
-// How a server is, in a word of at most 11 letters.
-std::string stateOf(const ServerState& server);
-
 // A screen of that many columns and lines. Brings the state's first row and page within what there is.
 std::vector<ScreenLine> layoutScreen(const Picture& picture, TopState& state, std::size_t width,
                                      std::size_t height, std::chrono::system_clock::time_point now);

@@ -3,20 +3,13 @@
 // case after a while.
 #pragma once
 
-#include <chrono>
-#include <cstddef>
 #include <memory>
 
 #include "service/wire/descriptor.h"
+#include "tools/http/http_connections.h"
 #include "tools/http/pages.h"
 
 namespace nimbolsp::tools {
-
-struct HttpLimits {
-  std::size_t connections = 256;     // a new one takes the place of the oldest one
-  std::size_t perAddress = 256;      // of one peer's address; likewise
-  std::chrono::seconds longest{15};  // from the connect to the last byte
-};
 
 class HttpServer {
  public:

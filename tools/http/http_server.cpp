@@ -1,14 +1,11 @@
-#include "tools/http/server.h"
+#include "tools/http/http_server.h"
 
 #include <fcntl.h>
 #include <microhttpd.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
+#include <cerrno>
 #include <cstring>
 #include <exception>
-#include <list>
-#include <mutex>
 #include <stdexcept>
 
 #include "tools/http/status_page.h"
@@ -17,86 +14,9 @@ namespace nimbolsp::tools {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr std::size_t kConnectionMemory = 8192;  // bytes: request line, headers and the answer's headers
 constexpr unsigned kSilenceSeconds = 5;
 constexpr unsigned kSpare = 32;  // places for connections that are told to end and have not yet
-
-// The peer's address, both kinds as 16 bytes.
-in6_addr peerOf(const sockaddr* address) {
-  in6_addr peer{};
-  if (address == nullptr) return peer;
-  if (address->sa_family == AF_INET6) {
-    std::memcpy(&peer, &reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr, sizeof peer);
-  } else if (address->sa_family == AF_INET) {
-    std::memcpy(&peer, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, sizeof(in_addr));
-  }
-  return peer;
-}
-
-// The connections that are open, the oldest first. Any thread may call.
-class Connections {
- public:
-  struct Open {
-    int descriptor;
-    in6_addr peer;
-    Clock::time_point since;
-    bool ending;  // was told to end; the library closes it soon
-  };
-  using Place = std::list<Open>::iterator;
-
-  explicit Connections(const HttpLimits& limits) : limits_(limits) {}
-
-  // Makes room first, when there is none.
-  Place add(int descriptor, const in6_addr& peer) {
-    const std::lock_guard hold(mutex_);
-    const auto isSame = [&](const Open& open) { return std::memcmp(&open.peer, &peer, sizeof peer) == 0; };
-    if (!endOldest(limits_.perAddress, isSame)) {
-      endOldest(limits_.connections, [](const Open&) { return true; });
-    }
-    return open_.insert(open_.end(), {descriptor, peer, Clock::now(), false});
-  }
-
-  void remove(Place place) {
-    const std::lock_guard hold(mutex_);
-    open_.erase(place);
-  }
-
-  void endLate() {
-    const std::lock_guard hold(mutex_);
-    const Clock::time_point latest = Clock::now() - limits_.longest;
-    for (Open& open : open_) {
-      if (open.since < latest) end(open);
-    }
-  }
-
- private:
-  // Of those that count: ends the oldest when there are as many as `places`. Returns whether it did.
-  template <typename Condition>
-  bool endOldest(std::size_t places, Condition counts) {
-    std::size_t count = 0;
-    Open* oldest = nullptr;
-    for (Open& open : open_) {
-      if (open.ending || !counts(open)) continue;
-      if (oldest == nullptr) oldest = &open;
-      ++count;
-    }
-    if (count < places || oldest == nullptr) return false;
-    end(*oldest);
-    return true;
-  }
-
-  // The library sees the end of the connection, and closes it.
-  static void end(Open& open) {
-    open.ending = true;
-    shutdown(open.descriptor, SHUT_RDWR);
-  }
-
-  const HttpLimits limits_;
-  std::mutex mutex_;  // guards what follows
-  std::list<Open> open_;
-};
 
 void freeBody(void* body) {
   delete static_cast<Body*>(body);
@@ -130,7 +50,7 @@ MHD_Response* responseOf(const Reply& reply) {
 
 struct HttpServer::Shared {
   Pages pages;  // the library's thread's
-  Connections connections;
+  HttpConnections connections;
   MHD_Daemon* daemon = nullptr;
 
   static void notify(void* self, MHD_Connection* connection, void** context,
@@ -141,14 +61,14 @@ struct HttpServer::Shared {
 
 void HttpServer::Shared::notify(void* self, MHD_Connection* connection, void** context,
                                 MHD_ConnectionNotificationCode code) {
-  Connections& connections = static_cast<Shared*>(self)->connections;
-  auto* place = static_cast<Connections::Place*>(*context);
+  HttpConnections& connections = static_cast<Shared*>(self)->connections;
+  auto* place = static_cast<HttpConnections::Place*>(*context);
   try {
     if (code == MHD_CONNECTION_NOTIFY_STARTED) {
       const auto* peer = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
       const auto* socket = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-      auto added = std::make_unique<Connections::Place>();
-      *added = connections.add(socket->connect_fd, peerOf(peer->client_addr));
+      auto added = std::make_unique<HttpConnections::Place>();
+      *added = connections.add(socket->connect_fd, peer->client_addr);
       *context = added.release();
     } else if (place != nullptr) {
       connections.remove(*place);
@@ -175,10 +95,13 @@ MHD_Result HttpServer::Shared::handle(void* self, MHD_Connection* connection, co
 }
 
 HttpServer::HttpServer(Descriptor listening, Pages pages, const HttpLimits& limits)
-    : shared_(new Shared{std::move(pages), Connections(limits)}) {
+    : shared_(new Shared{std::move(pages), HttpConnections(limits)}) {
   const auto bounded = [](std::size_t places) { return static_cast<unsigned>(places) + kSpare; };
   // The library closes the one that it gets.
   const int handedOver = fcntl(listening.number(), F_DUPFD_CLOEXEC, 0);
+  if (handedOver < 0) {  // the library would listen on a port of its own
+    throw std::runtime_error(std::string("the HTTP server cannot be started: ") + std::strerror(errno));
+  }
   shared_->daemon = MHD_start_daemon(
       MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ITC, 0, nullptr, nullptr, Shared::handle, shared_.get(),
       MHD_OPTION_LISTEN_SOCKET, handedOver, MHD_OPTION_CONNECTION_LIMIT, bounded(limits.connections),
