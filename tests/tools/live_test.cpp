@@ -2,6 +2,7 @@
 // first polls, and the live picture.
 #include <gtest/gtest.h>
 
+#include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 
@@ -33,12 +34,14 @@ TEST(Survey, PollsADestinationOnceAndTellsWhatIsOdd) {
   const PoolEntry pool{"a\x1B", 0, {entry(port), entry("0"), entry("localhost:1")}};
   const Survey survey = takeSurvey({pool, {"b", 0, {entry(server.entry())}}}, 100, milliseconds(30'000), -1);
   EXPECT_EQ(server.polls(), 1);
-  const std::pair<std::size_t, const char*> told[] = {
-      {0, "listed 2 times: the service counts each entry apart"},
-      {0, "divisor 0: list 0, whatever the dividend"},
-      {0, "full: handed out only when no server has room"},
-      {1, "the port counts as 0: never reached"},
-      {2, "the address is no dotted IPv4 address: never reached"}};
+  const struct {
+    std::size_t row;
+    const char* remark;
+  } told[] = {{0, "listed 2 times: the service counts each entry apart"},
+              {0, "divisor 0: list 0, whatever the dividend"},
+              {0, "full: handed out only when no server has room"},
+              {1, "the port counts as 0: never reached"},
+              {2, "the address is no dotted IPv4 address: never reached"}};
   for (const auto& [row, remark] : told) {
     EXPECT_EQ(std::ranges::count(survey.servers[row].remarks, remark), 1) << remark;
   }
@@ -105,9 +108,9 @@ std::string textOf(const std::vector<ScreenLine>& lines) {
 
 // The key that an escape stands for.
 int codeOf(char key) {
-  const std::pair<char, TopKey> codes[] = {{'\r', kKeyEnter}, {'\x1B', kKeyEscape}, {'\b', kKeyBackspace}};
-  const auto found = std::ranges::find(codes, key, &std::pair<char, TopKey>::first);
-  return found == std::end(codes) ? static_cast<int>(key) : static_cast<int>(found->second);
+  if (key == '\r') return kKeyEnter;
+  if (key == '\x1B') return kKeyEscape;
+  return key == '\b' ? static_cast<int>(kKeyBackspace) : key;
 }
 
 TEST(TopView, KeysChooseAndOrderTheRows) {
@@ -157,18 +160,20 @@ TEST(TopView, EveryScreenIsFullAndScrollsNoFurtherThanItsRows) {
 
 TEST(TopView, SmallTextsFit) {
   using std::chrono::seconds;
-  const std::pair<std::string, const char*> cases[] = {
-      {barText(-5, 2, true), ""},
-      {barText(55, 2, true), "█"},
-      {barText(1000, 3, false), "###"},
-      {millisecondsText(std::chrono::microseconds(1502'400)), "1502"},
-      {durationText(seconds(-1)), "0s"},
-      {durationText(seconds(200)), "3m20s"},
-      {durationText(seconds(18'180)), "5h03m"},
-      {durationText(seconds(187'200)), "2d04h"},
-      {countText(12'999), "12k"},
-      {intervalText(pictureOf({})), "polled every 1.5 s"},
-      {textOf({historyText({0, 99, kNoLoad}, 2, false)}), "#x\n"}};
+  const struct {
+    std::string text;
+    const char* expected;
+  } cases[] = {{barText(-5, 2, true), ""},
+               {barText(55, 2, true), "█"},
+               {barText(1000, 3, false), "###"},
+               {millisecondsText(std::chrono::microseconds(1502'400)), "1502"},
+               {durationText(seconds(-1)), "0s"},
+               {durationText(seconds(200)), "3m20s"},
+               {durationText(seconds(18'180)), "5h03m"},
+               {durationText(seconds(187'200)), "2d04h"},
+               {countText(12'999), "12k"},
+               {intervalText(pictureOf({})), "polled every 1.5 s"},
+               {textOf({historyText({0, 99, kNoLoad}, 2, false)}), "#x\n"}};
   for (const auto& [text, expected] : cases) EXPECT_EQ(text, expected);
 }
 
@@ -193,11 +198,12 @@ TEST(LiveProgram, TopGivesTheTerminalBackHoweverItEnds) {
     tcgetattr(terminal, &before);
     std::string seen;
     char part[4096];
-    for (ssize_t got = 1; got > 0 && seen.find("1 answer") == std::string::npos;) {
-      got = read(terminal, part, sizeof part);
+    EXPECT_TRUE(eventually([&] {
+      pollfd waiting{terminal, POLLIN, 0};
+      const ssize_t got = poll(&waiting, 1, 0) > 0 ? read(terminal, part, sizeof part) : 0;
       seen.append(part, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    }
-    EXPECT_NE(seen.find("1 answer"), std::string::npos) << seen;
+      return seen.find("1 answer") != std::string::npos;
+    })) << seen;
     EXPECT_EQ(signal == 0 ? write(terminal, "q", 1) : kill(child, signal), signal == 0 ? 1 : 0);
     int status = -1;
     EXPECT_TRUE(eventually([&] { return waitpid(child, &status, WNOHANG) == child; }));

@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 
+#include <optional>
+
 #include "tests/tools/running_server.h"
 #include "tools/nearest.h"
+#include "tools/polling/monitor.h"
 #include "tools/polling/poll_round.h"
 #include "tools/polling/standing.h"
 #include "tools/service_client.h"
@@ -62,6 +65,40 @@ TEST(PollRound, NoServerHoldsItUpLongerThanTheTimeOut) {
   EXPECT_GE(results[0].took, 4 * kNear);
   const Descriptor stop(eventfd(1, EFD_CLOEXEC));
   EXPECT_EQ(describe(pollServers(endpoints, kFar, stop.number())[0], kFar), "not polled");
+}
+
+TEST(Monitor, CountsFailuresAndFlapsAndEndsAmidAPoll) {
+  FakeServer server;
+  const RunningServer silent("0,behave=silent");
+  const Descriptor refusing(bindPort());
+  const auto poolOf = [](const std::string& entry) {
+    return PoolEntry{"p", 0, {{entry, parseServerEntry(entry)}}};
+  };
+  EffectiveProfile profile;
+  profile.pools = {poolOf(server.entry()), poolOf(silent.address())};
+  std::optional<Monitor> monitor;
+  monitor.emplace(profile, MonitorOptions{{"127.0.0.1", portOf(refusing.number())}, kFar, milliseconds(5)});
+  const auto seen = [&] { return monitor->picture()->pools[0].servers[0]; };
+  EXPECT_TRUE(eventually([&] { return seen().answers; }));
+  const ServerState first = seen();
+  EXPECT_EQ(first.flaps, 0u);
+  server.refuse();
+  EXPECT_TRUE(eventually([&] { return seen().flaps == 1; }));
+  const ServerState refused = seen();
+  EXPECT_FALSE(refused.answers);
+  EXPECT_GT(refused.since, first.since);
+  EXPECT_EQ(refused.history.back(), kNoLoad);
+  server.listenAgain();
+  EXPECT_TRUE(eventually([&] { return seen().flaps == 2; }));
+  const ServerState again = seen();
+  EXPECT_GE(again.failures, refused.failures);
+  EXPECT_GT(again.polls, again.failures + 1);
+  EXPECT_EQ(again.history.back(), again.standing.load);
+  EXPECT_TRUE(eventually([&] { return monitor->picture()->service.failures > 0; }));
+  EXPECT_EQ(monitor->picture()->pools[1].rounds, 0u);  // its first poll is under way
+  const auto start = std::chrono::steady_clock::now();
+  monitor.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, kFar);
 }
 
 TEST(Standing, TellsWhatIsOddInTheFigures) {
