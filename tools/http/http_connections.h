@@ -30,8 +30,8 @@ class HttpConnections {
   explicit HttpConnections(const HttpLimits& limits) : limits_(limits) {}
 
   // Files a connection. Makes room first, when there is none.
-  //   peer  its address; null where it is unknown
-  Place add(int descriptor, const sockaddr* peer);
+  //   address  its peer's; null where it is unknown
+  Place add(int descriptor, const sockaddr* address);
 
   // Forgets one that the library closes.
   void remove(Place place);
