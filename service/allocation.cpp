@@ -13,7 +13,7 @@ namespace nimbolsp {
 namespace {
 
 constexpr int kDetailLevel = 2;           // of the debug lines of this file
-constexpr std::size_t kDetailBytes = 64;  // of one with numbers, its NUL included
+constexpr std::size_t kDetailBytes = 96;  // of one with numbers, its NUL included
 
 constexpr const char* kPreferredText =
     "Because multiple possible server candidates have been found, we prefer the least recently used "
