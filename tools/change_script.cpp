@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\v\f";
 constexpr double kLongestTime = 365.0 * 24 * 3600 * 1000;  // milliseconds
+constexpr std::size_t kMostFaults = 1000;
 constexpr std::size_t kSuggestions = 20;  // to so many faults, for each looks at the names of all servers
 
 std::vector<std::string_view> wordsOf(std::string_view line) {
@@ -82,6 +83,8 @@ class Reader {
 
  private:
   void add(const std::string& sentence) {
+    if (script_.faults.size() == kMostFaults) script_.faults.push_back(fileName_ + ": and more");
+    if (script_.faults.size() > kMostFaults) return;
     script_.faults.push_back(fileName_ + ":" + std::to_string(lineNumber_) + ": " + sentence);
   }
 

@@ -115,6 +115,12 @@ TEST(Findings, WhatALineEndHidesAndWhatIsMissing) {
   expectFindings(
       {{"[setup]", "section-case:[Setup] no-pools"}, {"Port=0", "port-zero"}, {"words", "without-equals"}},
       "\r\n");
+  expectFindings({{"[Setup]", "no-pools"},
+                  {"Port=1", ""},
+                  {"debugmode 2", "swallows-key key-without-equals:DebugMode=2"},
+                  {"BucketSize=7", ""},
+                  {"Pool1: a", "without-equals key-without-equals:Pool1=a"}},
+                 "\r\n");
   const std::pair<std::string, std::map<std::size_t, std::string>> cases[] = {
       {"", {{1, "no-port no-pools"}}},
       {"[Setpu]\r\nPort=1",
@@ -143,6 +149,8 @@ TEST(ProfileFix, RewritesWhereTheServiceThenLoadsWhatIsVisible) {
        "x\r\n\r\n[Setup]\r\n;= port\r\n;= "
        "one\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=127.0.0.1:7\r\n\r\n# the end\r\n"},
       {"a line without =", "[Setup]\nPort=1\nPool1=a\nServer\n[a]\nServer 1\nServer1=127.0.0.1:7", ""},
+      {"a key without = at the end", good + "Server2:127.0.0.1:8\r\n", ""},
+      {"a remark with = at the end", good + "# Server2=127.0.0.1:8\r\n", ""},
       {"an octal address", "[Setup]\nPort=1\nPool1=a\n[a]\nServer1=127.0.0.010:7", ""},
       {"a gap", "[Setup]\nPort=1\nPool1=a\n[a]\nServer2=127.0.0.1:7", ""},
   };
@@ -224,7 +232,7 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
       {"clean", 2,
        "clean:2: error: \"Port\": the service reads 65537 from \"65537\", port 1. Its low 16 bits count."},
       {"--rate 5", 1, "0 of 1 server answered"},
-      {"--fix", 1, "nimbolsp.ini: not changed: a rewriting would not change it\n"},
+      {"--fix", 1, "nimbolsp.ini: not changed: it is written as --fix would write it\n"},
       {"--fix --profile octal", 2,
        "octal: not changed: it takes a decision, and a rewriting would leave these: octal-address\n"},
       {"fast", 2, "127.0.0.1:1  without a pause\n"},

@@ -29,6 +29,7 @@ enum FindingKind {
   kSwallowsKey,
   kRemarkSwallowsKey,
   kWithoutEquals,
+  kKeyWithoutEquals,
   kSectionEndsEarly,
   kHeaderNotFirst,
   kHeaderOpen,

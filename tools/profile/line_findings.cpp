@@ -14,6 +14,7 @@ using nimboxi::endsSection;
 using nimboxi::nextLine;
 
 constexpr std::size_t kMostListed = 5;
+constexpr std::size_t kLongestSuggestion = 60;  // bytes of its value
 
 std::string listOf(const std::vector<std::string>& names) {
   std::string list;
@@ -226,10 +227,26 @@ void findInHeaders(const VisibleProfile& visible, Findings& findings) {
   }
 }
 
+// Lines that begin with a key of the service, and go on with anything but "=".
+void findBareKeys(const VisibleProfile& visible, Findings& findings) {
+  for (const VisibleLine& line : visible.lines) {
+    if (line.kind != VisibleLine::kWords || line.section < 0) continue;
+    const VisibleSection& section = visible.sections[static_cast<std::size_t>(line.section)];
+    const std::string_view text = trimmed(line.unmarkedText());
+    const std::size_t end = std::min(text.find_first_of(": \t"), text.size());
+    const auto key = knownKey(text.substr(0, end), section.use == VisibleSection::kOfPool);
+    if (section.use == VisibleSection::kUnused || !key) continue;
+    const std::string_view value = text.substr(std::min(text.find_first_not_of(": \t", end), text.size()));
+    findings.add(kKeyWithoutEquals, line, "no \"=\" behind " + quoted(text.substr(0, end)),
+                 rightName(*key) + "=" + std::string(value.substr(0, kLongestSuggestion)));
+  }
+}
+
 }  // namespace
 
 void findInLines(const VisibleProfile& visible, Findings& findings) {
   findInHeaders(visible, findings);
+  findBareKeys(visible, findings);
   const nimboxi::ProfileIndex index(nimboxi::readableText(visible.text));
   for (const VisibleSection& section : visible.sections) {
     if (section.use != VisibleSection::kUnused) SectionWalk(visible, index, section, findings).walk();

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -44,7 +45,13 @@ class Rewriter {
       const auto next = std::find_if(part + 1, end, isHeader);
       const auto key = std::find_if(std::make_reverse_iterator(next), std::make_reverse_iterator(part),
                                     [](const VisibleLine& line) { return line.kind == VisibleLine::kKey; });
-      const auto tail = isHeader(*part) ? std::max(key.base(), part + 1) : part;
+      auto tail = isHeader(*part) ? std::max(key.base(), part + 1) : part;
+      // A remark with "=" does no harm below the last key, and an empty line in front would, once it is a
+      // key.
+      while (tail != part && tail != next && tail->kind == VisibleLine::kRemark &&
+             harmless(tail->text) == tail->text) {
+        ++tail;
+      }
       for (; part != tail; ++part) writeInside(*part);
       writeTail(part, next);
       part = next;
@@ -118,6 +125,21 @@ struct WriteFailed : std::runtime_error {
   explicit WriteFailed(const std::string& path) : std::runtime_error(path + ": " + std::strerror(errno)) {}
 };
 
+// Copies the extended attributes, access lists among them. False with errno when one cannot be copied; a file
+// system that has none has none to copy.
+bool copyAttributes(const std::string& from, int to) {
+  std::string names(std::size_t{64} << 10, '\0');  // as long as the system lets them be
+  const ssize_t size = listxattr(from.c_str(), names.data(), names.size());
+  if (size < 0) return errno == ENOTSUP;
+  std::string value(std::size_t{64} << 10, '\0');
+  for (const char* name = names.data(); name < names.data() + size; name += std::strlen(name) + 1) {
+    const ssize_t length = getxattr(from.c_str(), name, value.data(), value.size());
+    if (length < 0 || fsetxattr(to, name, value.data(), static_cast<std::size_t>(length), 0) != 0)
+      return false;
+  }
+  return true;
+}
+
 // A new file, gone again unless it is kept.
 class NewFile {
  public:
@@ -133,8 +155,9 @@ class NewFile {
   const std::string& path() const { return path_; }
   void keep() { isKept_ = true; }
 
-  // Gives it a text, and the owner and mode of another file, and has all that on the disk.
-  void fill(std::string_view text, const struct stat& like) const {
+  // Gives it a text, and the owner, mode, access list and attributes of another file, and has all that on the
+  // disk.
+  void fill(std::string_view text, const std::string& likePath, const struct stat& like) const {
     const int file = file_.number();
     while (!text.empty()) {
       const ssize_t written = write(file, text.data(), text.size());
@@ -142,7 +165,7 @@ class NewFile {
       text.remove_prefix(static_cast<std::size_t>(written));
     }
     if (fchown(file, like.st_uid, like.st_gid) != 0 || fchmod(file, like.st_mode & 07777) != 0 ||
-        fsync(file) != 0) {
+        !copyAttributes(likePath, file) || fsync(file) != 0) {
       throw WriteFailed(path_);
     }
   }
@@ -186,9 +209,10 @@ NewFile newTemporary(const std::string& path) {
   return {name, file};
 }
 
-// Why the service would not load from the new file what was visible in the former; empty when it does.
-std::string faultOf(const NewFile& file, std::string_view text, const VisibleProfile& former) {
-  const EffectiveProfile effective = readEffectiveProfile(file.path());
+// Why the service would not load from a file with this text what was visible in the former; empty when it
+// does.
+std::string faultOf(const std::string& path, std::string_view text, const VisibleProfile& former) {
+  const EffectiveProfile effective = readEffectiveProfile(path);
   Findings differences;
   findDifferences(former, effective, differences);
   std::set<std::string> kinds;
@@ -204,11 +228,11 @@ std::string faultOf(const NewFile& file, std::string_view text, const VisiblePro
 void replace(const std::string& path, const struct stat& status, const std::string& text,
              const VisibleProfile& former, FixOutcome& outcome) {
   NewFile temporary = newTemporary(path);
-  temporary.fill(text, status);
-  outcome.why = faultOf(temporary, text, former);
+  temporary.fill(text, path, status);
+  outcome.why = faultOf(temporary.path(), text, former);
   if (!outcome.why.empty()) return;
   NewFile backup = newBackup(path);
-  backup.fill(former.text, status);
+  backup.fill(former.text, path, status);
   const AdvisoryLock lock(path);  // from the comparison to the rename
   if (readProfileText(path) != former.text) {
     outcome.why = "somebody else changes it";
@@ -246,7 +270,8 @@ FixOutcome fixProfile(const std::string& path) {
   }
   const std::string text = rewritten(*visible);
   if (text == contents) {
-    outcome.why = "a rewriting would not change it";
+    const std::string fault = faultOf(real, text, *visible);
+    outcome.why = fault.empty() ? "it is written as --fix would write it" : fault;
   } else if (status.st_nlink > 1) {
     outcome.why = "it has several names (hard links), and only one would be changed";
   } else {
