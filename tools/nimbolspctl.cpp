@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -95,7 +96,10 @@ int run(const std::vector<std::string>& words) {
     }
     return kWrongCommandLine;  // the parser wants a command
   } catch (const CLI::Success& asked) {
-    return program.exit(asked);  // --help, --version
+    std::ostringstream text;  // --help, --version
+    const int status = program.exit(asked, text, text);
+    print(text.str());
+    return status;
   } catch (const CLI::ParseError& error) {
     complain(sentenceOf(error, program, words));
     return kWrongCommandLine;
@@ -113,9 +117,9 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // a peer that has gone costs nothing
   nimbolsp::openStandardDescriptors();
   try {
-    const int status = run({argv + std::min(argc, 1), argv + argc});
-    print("");  // what the parser has written is out, or it is told
-    return status;
+    return run({argv + std::min(argc, 1), argv + argc});
+  } catch (const StoppedInOutput&) {
+    return kStoppedBySignal;
   } catch (const OutputFailed& fault) {
     complain(std::string("standard output cannot be written: ") + fault.what());
     return kOutputFailed;

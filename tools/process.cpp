@@ -1,15 +1,22 @@
 #include "tools/process.h"
 
+#include <poll.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <condition_variable>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <mutex>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -17,13 +24,39 @@
 
 namespace nimbolsp::tools {
 
+namespace {
+
+// The descriptor of catchStopSignals; -1 while none are caught, which then end the process wherever it waits.
+std::atomic<int> stopSignals = -1;
+
+// Writes all of it in pieces that a pipe takes whole or not at all. False with errno.
+bool writeAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    pollfd watched[] = {{descriptor, POLLOUT, 0}, {stopSignals, POLLIN, 0}};
+    if (poll(watched, std::size(watched), -1) < 0 && errno != EINTR) return false;
+    if (watched[0].revents == 0) {
+      if (watched[1].revents != 0) throw StoppedInOutput();
+      continue;
+    }
+    const ssize_t written = write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+    if (written < 0 && errno != EINTR && errno != EAGAIN) return false;
+    text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+  }
+  return true;
+}
+
+}  // namespace
+
 void print(const std::string& text) {
-  const std::size_t written = std::fwrite(text.data(), 1, text.size(), stdout);
-  if (std::fflush(stdout) != 0 || written != text.size()) throw OutputFailed(std::strerror(errno));
+  if (!writeAll(STDOUT_FILENO, text)) throw OutputFailed(std::strerror(errno));
 }
 
 void complain(const std::string& sentence) {
-  std::fprintf(stderr, "nimbolspctl: %s\n", printable(sentence).c_str());
+  try {
+    writeAll(STDERR_FILENO, "nimbolspctl: " + printable(sentence) + "\n");
+  } catch (const StoppedInOutput&) {
+    // Nobody reads it.
+  }
 }
 
 Descriptor catchStopSignals() {
@@ -35,7 +68,19 @@ Descriptor catchStopSignals() {
   Descriptor descriptor(signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK));
   if (descriptor.number() < 0)
     throw std::system_error(errno, std::generic_category(), "signals cannot be caught");
+  stopSignals = descriptor.number();
   return descriptor;
+}
+
+StopSignalsHeld::StopSignalsHeld() {
+  sigset_t stop;
+  sigemptyset(&stop);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&stop, signal);
+  pthread_sigmask(SIG_BLOCK, &stop, &former_);
+}
+
+StopSignalsHeld::~StopSignalsHeld() {
+  pthread_sigmask(SIG_SETMASK, &former_, nullptr);
 }
 
 SlowWork::SlowWork(std::string sentence)

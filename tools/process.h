@@ -1,6 +1,7 @@
 // What every command does as a process: it prints, it complains, it ends when it is told to.
 #pragma once
 
+#include <csignal>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -14,7 +15,13 @@ struct OutputFailed : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Writes to standard output, at once. Throws OutputFailed, which main makes the exit status of.
+// A stop signal came while standard output or standard error took nothing.
+struct StoppedInOutput : std::runtime_error {
+  StoppedInOutput() : std::runtime_error("stopped by a signal") {}
+};
+
+// Writes to standard output, at once; waits until that takes it, or a stop signal comes that is being caught.
+// Throws OutputFailed and StoppedInOutput, which main makes the exit status of.
 void print(const std::string& text);
 
 // Writes a sentence to standard error; bytes that could steer the terminal are made harmless.
@@ -23,6 +30,18 @@ void complain(const std::string& sentence);
 // A descriptor that becomes readable with SIGINT or SIGTERM, for all threads that start from now on.
 // Throws std::system_error when no descriptor is left.
 Descriptor catchStopSignals();
+
+// SIGINT, SIGTERM and SIGHUP wait to the end of the scope, and act then.
+class StopSignalsHeld {
+ public:
+  StopSignalsHeld();
+  ~StopSignalsHeld();
+  StopSignalsHeld(const StopSignalsHeld&) = delete;
+  StopSignalsHeld& operator=(const StopSignalsHeld&) = delete;
+
+ private:
+  sigset_t former_{};
+};
 
 // Work that may take long: when it has not ended after a second, a sentence on standard error says what goes
 // on.

@@ -100,6 +100,12 @@ std::optional<std::uint64_t> listeningSocket(const ServiceAddress& service) {
   return std::nullopt;
 }
 
+std::optional<bool> hasSocket(pid_t process, std::uint64_t socketNumber) {
+  const std::string folder = "/proc/" + std::to_string(process);
+  if (access((folder + "/fd").c_str(), R_OK) != 0) return std::nullopt;
+  return hasOpen(folder, "socket:[" + std::to_string(socketNumber) + "]");
+}
+
 pid_t ownerOf(std::uint64_t socketNumber) {
   const std::string target = "socket:[" + std::to_string(socketNumber) + "]";
   pid_t owner = -1;

@@ -18,6 +18,9 @@ bool isLocal(const ServiceAddress& service);
 // will soon have again. None when nobody listens on this machine.
 std::optional<std::uint64_t> listeningSocket(const ServiceAddress& service);
 
+// Whether a process has a socket open; none when that cannot be seen.
+std::optional<bool> hasSocket(pid_t process, std::uint64_t socketNumber);
+
 // The process that has a socket open; -1 when it cannot be seen: it is another user's.
 pid_t ownerOf(std::uint64_t socketNumber);
 

@@ -335,6 +335,7 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
       {"ask p --hots 1", kWrongCommandLine, "\"ask\" has no option --hots; did you mean \"--host\"?"},
       {"ask --help >/dev/full", kOutputFailed, "standard output cannot be written: No space left"},
       {"--version", kDone, "nimbolspctl "},
+      {"--version >/dev/full", kOutputFailed, "standard output cannot be written: No space left"},
       {"simulate", kWrongCommandLine, "simulate wants --server or --profile"},
       {"simulate --server 0,used", kWrongCommandLine, "nimbolspctl: --server 0,used: used is a number"},
       {"simulate --server 0 --server 0 --count 2", kWrongCommandLine, "--count wants exactly one"},

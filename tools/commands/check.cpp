@@ -83,6 +83,7 @@ int run(const Line& line) {
   report.file = line.profile;
   look(report);
   if (line.fix) {
+    const StopSignalsHeld held;  // a stop waits for the moment that it takes, and leaves no file half made
     report.fix = fixProfile(line.profile);
     if (report.fix->changed) look(report);
   }

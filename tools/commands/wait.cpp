@@ -112,8 +112,19 @@ class Waiting {
     return seen;
   }
 
+  // Whether the process of --pid is certainly not the one that listens.
+  bool isAnother() const {
+    if (line_.process <= 0 || !isLocal_) return false;
+    const auto socket = listeningSocket(service_);
+    return socket && !hasSocket(line_.process, *socket).value_or(true);
+  }
+
   // The service is there. Returns a status, or -1 to go on waiting.
   int arrive(const Sighting& seen) {
+    if (isAnother()) {
+      complain("it is not process " + std::to_string(line_.process) + " that listens on " + service_.text());
+      return kServiceFailed;
+    }
     if (!known_.there || seen.identity != known_.identity) {
       if (known_.there) complain("the service was started anew");
       known_ = seen;

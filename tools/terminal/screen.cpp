@@ -2,6 +2,7 @@
 
 #define NCURSES_NOMACROS 1
 #include <curses.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -114,6 +115,8 @@ std::size_t Screen::height() const {
 }
 
 void Screen::draw(const std::vector<ScreenLine>& lines) {
+  pollfd terminal{STDOUT_FILENO, POLLOUT, 0};
+  if (poll(&terminal, 1, 0) <= 0) return;  // stopped by Ctrl-S, or not read: signals must still be taken
   erase();
   int row = 0;
   for (const ScreenLine& line : lines) {
