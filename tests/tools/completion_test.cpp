@@ -1,11 +1,10 @@
 // The completion of bash, as it ships, against the options that the commands have.
 #include <gtest/gtest.h>
 
-#include <CLI/CLI.hpp>
 #include <set>
 
 #include "tests/support/temp_folder.h"
-#include "tools/commands/command.h"
+#include "tools/commands/command_line.h"
 
 namespace nimbolsp::tools {
 namespace {
@@ -34,12 +33,8 @@ TEST(Completion, OffersEveryCommandOptionAndFile) {
   Words names;
   for (const Command& command : commands()) {
     names.insert(command.name);
-    CLI::App app;
-    command.declare(app);
     Words options{"--version"};
-    for (const CLI::Option* option : app.get_options()) {
-      for (const std::string& name : option->get_lnames()) options.insert("--" + name);
-    }
+    for (const std::string& name : optionNames(command)) options.insert(name);
     EXPECT_EQ(offered(folder, {command.name, "--"}), options) << command.name;
   }
   EXPECT_EQ(offered(folder, {""}), names);

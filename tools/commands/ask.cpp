@@ -7,8 +7,8 @@
 
 #include "service/wire/request_protocol.h"
 #include "tools/ask_report.h"
-#include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/options.h"
 #include "tools/commands/service_options.h"
 #include "tools/front_end.h"
 #include "tools/process.h"
@@ -81,30 +81,24 @@ int run(Line& line) {
 
 }  // namespace
 
-Runner declareAsk(CLI::App& command) {
+Runner declareAsk(Options& options) {
   const auto line = std::make_shared<Line>();
-  command
-      .add_option("POOL", line->options.pool, "The pool's name, at most 255 bytes; its case does not matter")
-      ->required();
-  command.add_option("-n,--count", line->options.count, "Ask so often (default 1); 0: until stopped")
-      ->type_name("COUNT")
-      ->check(between(std::int64_t{0}, kMaximumCount));
-  addServiceOptions(command, line->service);
-  command.add_flag("--visit", line->options.visit,
-                   "After each answer connect to the server and close, as a request\n"
-                   "that is brought there; an answer without address means 127.0.0.1");
-  command
-      .add_option("--clients", line->options.clients,
-                  "Ask from so many threads, at most 1000, which share COUNT (default 1)")
-      ->type_name("N")
-      ->check(between(1, kMaximumClients));
-  command.add_option("--interval", line->interval, "Pause of each client between two requests (default 0)")
-      ->type_name("MILLISECONDS")
-      ->check(between(std::int64_t{0}, std::int64_t{86'400'000}));
-  CLI::Option* const plain =
-      command.add_flag("--plain", line->plain, "Print lines \"COUNT ADDRESS\" instead of a table");
-  command.add_flag("--json", line->json, "Print all of it as JSON")->excludes(plain);
-  command.footer(kHelp);
+  options.text("POOL", line->options.pool, "", "The pool's name, at most 255 bytes; its case does not matter")
+      .required();
+  options.number("-n,--count", line->options.count, "COUNT", "Ask so often (default 1); 0: until stopped", 0,
+                 kMaximumCount);
+  addServiceOptions(options, line->service);
+  options.flag("--visit", line->options.visit,
+               "After each answer connect to the server and close, as a request\n"
+               "that is brought there; an answer without address means 127.0.0.1");
+  options.number("--clients", line->options.clients, "N",
+                 "Ask from so many threads, at most 1000, which share COUNT (default 1)", 1, kMaximumClients);
+  options.number("--interval", line->interval, "MILLISECONDS",
+                 "Pause of each client between two requests (default 0)", 0, 86'400'000);
+  const Option plain =
+      options.flag("--plain", line->plain, "Print lines \"COUNT ADDRESS\" instead of a table");
+  options.flag("--json", line->json, "Print all of it as JSON").excludes(plain);
+  options.footer(kHelp);
   return [line] { return run(*line); };
 }
 

@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/options.h"
 #include "tools/commands/service_options.h"
 #include "tools/process.h"
 #include "tools/profile/profile_contents.h"
@@ -101,23 +101,21 @@ int run(const Line& line) {
 
 }  // namespace
 
-Runner declareCheck(CLI::App& command) {
+Runner declareCheck(Options& options) {
   const auto line = std::make_shared<Line>();
-  CLI::Option* profile = addProfileOption(command, line->profile);
-  command.add_option("PROFILE", line->profile, "The same, without the option's name")->excludes(profile);
-  command.add_flag("--json", line->json, "Print one JSON object instead of text");
-  command.add_flag("--fix", line->fix,
-                   "Rewrite the file with CR LF and an empty line between sections, if the\n"
-                   "service then loads what the file visibly says; the former text stays\n"
-                   "in FILE.bak, or FILE.bak.1 and so on");
-  command
-      .add_option("--rate", line->rate,
-                  "Poll every server once and tell how so many requests a second to each\n"
-                  "pool would be shared until the next poll")
-      ->type_name("REQUESTS")
-      ->check(between(0.001, kHighestRate));
-  addTimeoutOption(command, line->timeout, "Wait so long at most for a server's figures, with --rate");
-  command.footer(kFooter);
+  const Option profile = addProfileOption(options, line->profile);
+  options.text("PROFILE", line->profile, "", "The same, without the option's name").excludes(profile);
+  options.flag("--json", line->json, "Print one JSON object instead of text");
+  options.flag("--fix", line->fix,
+               "Rewrite the file with CR LF and an empty line between sections, if the\n"
+               "service then loads what the file visibly says; the former text stays\n"
+               "in FILE.bak, or FILE.bak.1 and so on");
+  options.number("--rate", line->rate, "REQUESTS",
+                 "Poll every server once and tell how so many requests a second to each\n"
+                 "pool would be shared until the next poll",
+                 0.001, kHighestRate);
+  addTimeoutOption(options, line->timeout, "Wait so long at most for a server's figures, with --rate");
+  options.footer(kFooter);
   return [line] { return run(*line); };
 }
 

@@ -4,11 +4,9 @@
 #include <functional>
 #include <span>
 
-namespace CLI {
-class App;
-}
-
 namespace nimbolsp::tools {
+
+class Options;
 
 // Exit statuses that mean the same in every command. Each has more of its own, which its help tells.
 inline constexpr int kDone = 0;
@@ -24,20 +22,20 @@ using Runner = std::function<int()>;
 
 struct Command {
   const char* name;
-  const char* help;              // one line
-  Runner (*declare)(CLI::App&);  // declares the options and all further help
+  const char* help;             // one line
+  Runner (*declare)(Options&);  // declares the options and all further help
 };
 
 // In the order of the help.
 std::span<const Command> commands();
 
-Runner declareAsk(CLI::App& command);
-Runner declarePing(CLI::App& command);
-Runner declareServers(CLI::App& command);
-Runner declareServe(CLI::App& command);
-Runner declareCheck(CLI::App& command);
-Runner declareSimulate(CLI::App& command);
-Runner declareTop(CLI::App& command);
-Runner declareWait(CLI::App& command);
+Runner declareAsk(Options& options);
+Runner declarePing(Options& options);
+Runner declareServers(Options& options);
+Runner declareServe(Options& options);
+Runner declareCheck(Options& options);
+Runner declareSimulate(Options& options);
+Runner declareTop(Options& options);
+Runner declareWait(Options& options);
 
 }  // namespace nimbolsp::tools

@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/options.h"
 #include "tools/commands/service_options.h"
 #include "tools/process.h"
 #include "tools/text_table.h"
@@ -78,17 +78,15 @@ int run(const Line& line) {
 
 }  // namespace
 
-Runner declarePing(CLI::App& command) {
+Runner declarePing(Options& options) {
   const auto line = std::make_shared<Line>();
-  addServiceOptions(command, line->service);
-  command
-      .add_option("--wait", line->waitSeconds,
-                  "Ask again until the service answers, for so long at most\n"
-                  "(default 0: ask once)")
-      ->type_name("SECONDS")
-      ->check(between(0.0, kLongestWait));
-  command.add_flag("--json", line->json, "Print one JSON object");
-  command.footer(kHelp);
+  addServiceOptions(options, line->service);
+  options.number("--wait", line->waitSeconds, "SECONDS",
+                 "Ask again until the service answers, for so long at most\n"
+                 "(default 0: ask once)",
+                 0, kLongestWait);
+  options.flag("--json", line->json, "Print one JSON object");
+  options.footer(kHelp);
   return [line] { return run(*line); };
 }
 

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "service/wire/process_limits.h"
-#include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/options.h"
 #include "tools/commands/service_options.h"
 #include "tools/http/http_server.h"
 #include "tools/http/listen_address.h"
@@ -78,16 +78,14 @@ int run(const Line& line) {
 
 }  // namespace
 
-Runner declareServe(CLI::App& command) {
+Runner declareServe(Options& options) {
   const auto line = std::make_shared<Line>();
   line->service.timeoutMilliseconds = 2000;
-  command
-      .add_option("--listen", line->listen,
-                  "Listen there (default 127.0.0.1:5980); port 0: a free one, which is told")
-      ->type_name("ADDRESS:PORT");
-  command.add_flag("--allow-remote", line->allowRemote, "Listen also where other machines can reach it");
-  addServiceOptions(command, line->service);
-  command.footer(kHelp);
+  options.text("--listen", line->listen, "ADDRESS:PORT",
+               "Listen there (default 127.0.0.1:5980); port 0: a free one, which is told");
+  options.flag("--allow-remote", line->allowRemote, "Listen also where other machines can reach it");
+  addServiceOptions(options, line->service);
+  options.footer(kHelp);
   return [line] { return run(*line); };
 }
 

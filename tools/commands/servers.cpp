@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "service/wire/process_limits.h"
-#include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/options.h"
 #include "tools/commands/service_options.h"
 #include "tools/polling/survey.h"
 #include "tools/process.h"
@@ -36,7 +36,7 @@ command line is wrong or the profile names no server, 74 the output could not be
 struct Line {
   std::vector<std::string> words;
   std::string profile = kDefaultProfile;
-  CLI::Option* profileOption = nullptr;
+  Option profileOption;
   std::int64_t timeoutMilliseconds = 2000;
   bool json = false;
 };
@@ -59,7 +59,7 @@ Survey survey(const Line& line, int stopDescriptor) {
   for (const std::string& word : line.words) {
     if (isAddressAndPort(word)) {
       named.servers.push_back({word, parseServerEntry(word)});
-    } else if (line.words.size() > 1 || line.profileOption->count() > 0) {
+    } else if (line.words.size() > 1 || line.profileOption.wasGiven()) {
       throw std::invalid_argument("\"" + word + "\" is no ADDRESS:PORT with an IPv4 address");
     } else {
       path = word;
@@ -67,7 +67,7 @@ Survey survey(const Line& line, int stopDescriptor) {
   }
   std::vector<PoolEntry> pools{named};
   std::int32_t bucketSize = Settings{}.bucketSize;
-  if (named.servers.empty() || line.profileOption->count() > 0) {
+  if (named.servers.empty() || line.profileOption.wasGiven()) {
     const EffectiveProfile profile = loadProfile(path);
     bucketSize = profile.settings.bucketSize;
     if (named.servers.empty()) pools = profile.pools;
@@ -88,17 +88,15 @@ int run(const Line& line) {
 
 }  // namespace
 
-Runner declareServers(CLI::App& command) {
+Runner declareServers(Options& options) {
   const auto line = std::make_shared<Line>();
-  command
-      .add_option("SERVERS", line->words,
-                  "A profile whose servers are meant, or any number of servers\n"
-                  "(default: the profile of --profile)")
-      ->type_name("PROFILE | ADDRESS:PORT");
-  line->profileOption = addProfileOption(command, line->profile);
-  addTimeoutOption(command, line->timeoutMilliseconds, "Wait for each answer so long at most");
-  command.add_flag("--json", line->json, "Print one JSON object instead of a table");
-  command.footer(kHelp);
+  options.texts("SERVERS", line->words, "PROFILE | ADDRESS:PORT",
+                "A profile whose servers are meant, or any number of servers\n"
+                "(default: the profile of --profile)");
+  line->profileOption = addProfileOption(options, line->profile);
+  addTimeoutOption(options, line->timeoutMilliseconds, "Wait for each answer so long at most");
+  options.flag("--json", line->json, "Print one JSON object instead of a table");
+  options.footer(kHelp);
   return [line] { return run(*line); };
 }
 

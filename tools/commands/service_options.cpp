@@ -4,7 +4,6 @@
 
 #include <stdexcept>
 
-#include "tools/commands/checks.h"
 #include "tools/process.h"
 
 namespace nimbolsp::tools {
@@ -47,32 +46,27 @@ EffectiveProfile loadFaultlessProfile(const std::string& path) {
   return profile;
 }
 
-CLI::Option* addProfileOption(CLI::App& command, std::string& profile) {
-  return command
-      .add_option("--profile", profile,
-                  "The service's profile (default " + std::string(kDefaultProfile) + ", in this folder)")
-      ->type_name("FILE");
+Option addProfileOption(Options& options, std::string& profile) {
+  return options.text("--profile", profile, "FILE",
+                      "The service's profile (default " + std::string(kDefaultProfile) + ", in this folder)");
 }
 
-void addTimeoutOption(CLI::App& command, std::int64_t& milliseconds, const std::string& what) {
-  command.add_option("--timeout", milliseconds, what + " (default " + std::to_string(milliseconds) + ")")
-      ->type_name("MILLISECONDS")
-      ->check(between(std::int64_t{1}, std::int64_t{86'400'000}));
+void addTimeoutOption(Options& options, std::int64_t& milliseconds, const std::string& what) {
+  options.number("--timeout", milliseconds, "MILLISECONDS",
+                 what + " (default " + std::to_string(milliseconds) + ")", 1, 86'400'000);
 }
 
-void addAddressOptions(CLI::App& command, ServiceOptions& options) {
-  addProfileOption(command, options.profile);
-  command.add_option("--host", options.address.host, "The service's address, dotted (default 127.0.0.1)")
-      ->type_name("ADDRESS")
-      ->check(CLI::Validator(faultOfAddress, ""));
-  command.add_option("--port", options.address.port, "The service's port (default: the profile's)")
-      ->type_name("PORT")
-      ->check(between(1, 65535));
+void addAddressOptions(Options& options, ServiceOptions& service) {
+  addProfileOption(options, service.profile);
+  options.text("--host", service.address.host, "ADDRESS", "The service's address, dotted (default 127.0.0.1)")
+      .checked(faultOfAddress);
+  options.number("--port", service.address.port, "PORT", "The service's port (default: the profile's)", 1,
+                 65535);
 }
 
-void addServiceOptions(CLI::App& command, ServiceOptions& options) {
-  addAddressOptions(command, options);
-  addTimeoutOption(command, options.timeoutMilliseconds, "Wait for an answer so long at most");
+void addServiceOptions(Options& options, ServiceOptions& service) {
+  addAddressOptions(options, service);
+  addTimeoutOption(options, service.timeoutMilliseconds, "Wait for an answer so long at most");
 }
 
 }  // namespace nimbolsp::tools

@@ -5,13 +5,9 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/commands/options.h"
 #include "tools/profile/effective_profile.h"
 #include "tools/service_client.h"
-
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
 
 namespace nimbolsp::tools {
 
@@ -42,15 +38,15 @@ EffectiveProfile loadProfile(const std::string& path);
 EffectiveProfile loadFaultlessProfile(const std::string& path);
 
 // Declares --profile. Returns the option, for what goes with it or excludes it.
-CLI::Option* addProfileOption(CLI::App& command, std::string& profile);
+Option addProfileOption(Options& options, std::string& profile);
 
 // Declares --timeout, whose default is the value that `milliseconds` has.
-void addTimeoutOption(CLI::App& command, std::int64_t& milliseconds, const std::string& what);
+void addTimeoutOption(Options& options, std::int64_t& milliseconds, const std::string& what);
 
 // Declares --profile, --host and --port.
-void addAddressOptions(CLI::App& command, ServiceOptions& options);
+void addAddressOptions(Options& options, ServiceOptions& service);
 
 // Declares all four.
-void addServiceOptions(CLI::App& command, ServiceOptions& options);
+void addServiceOptions(Options& options, ServiceOptions& service);
 
 }  // namespace nimbolsp::tools

@@ -14,8 +14,8 @@
 
 #include "service/balance.h"
 #include "service/wire/process_limits.h"
-#include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/options.h"
 #include "tools/commands/service_options.h"
 #include "tools/process.h"
 #include "tools/profile/effective_profile.h"
@@ -167,42 +167,34 @@ int run(const Line& line) {
 
 }  // namespace
 
-Runner declareSimulate(CLI::App& command) {
+Runner declareSimulate(Options& options) {
   const auto line = std::make_shared<Line>();
-  command.add_option("--server", line->descriptions, "A server to simulate (see below); any number of times")
-      ->type_name("DESCRIPTION")
-      ->allow_extra_args(false);
-  CLI::Option* const profile =
-      command
-          .add_option("--profile", line->profile,
-                      "Simulate all servers that a profile of the service names, at\n"
-                      "their addresses, which are of 127.0.0.0/8; a --server with one\n"
-                      "of these addresses says what that one is like")
-          ->type_name("FILE");
-  command
-      .add_option("--each", line->each, "What every server of the profile is like, key=value[,key=value]...")
-      ->type_name("KEYS")
-      ->needs(profile);
-  command.add_option("--script", line->script, "Change servers as time goes by, as a file says (see below)")
-      ->type_name("FILE");
-  command
-      .add_option("--count", line->count,
-                  "Simulate the one --server so many times, at most 10000, on\n"
-                  "consecutive ports or, with port 0, on free ones")
-      ->type_name("N")
-      ->check(between(1, kMaximumServers));
-  command.add_option("--for", line->seconds, "End after so many seconds")
-      ->type_name("SECONDS")
-      ->check(between(0.0, kLongestRun));
-  command.add_flag("--until-stdin-closes", line->untilInputCloses, "End when standard input closes");
-  command
-      .add_option("--bucket-size", line->bucketSize,
-                  "Width of an allocation list in the table of the end, as\n"
-                  "BucketSize of the service's profile (default: the profile's, or " +
-                      std::to_string(Settings{}.bucketSize) + ")")
-      ->type_name("N")
-      ->check(between(1, INT32_MAX));
-  command.footer(descriptionHelp() + "\n" + kChangeScriptHelp + "\n\n" + kStatuses);
+  options
+      .texts("--server", line->descriptions, "DESCRIPTION",
+             "A server to simulate (see below); any number of times")
+      .oneWordEach();
+  const Option profile = options.text("--profile", line->profile, "FILE",
+                                      "Simulate all servers that a profile of the service names, at\n"
+                                      "their addresses, which are of 127.0.0.0/8; a --server with one\n"
+                                      "of these addresses says what that one is like");
+  options
+      .text("--each", line->each, "KEYS",
+            "What every server of the profile is like, key=value[,key=value]...")
+      .needs(profile);
+  options.text("--script", line->script, "FILE",
+               "Change servers as time goes by, as a file says (see below)");
+  options.number("--count", line->count, "N",
+                 "Simulate the one --server so many times, at most 10000, on\n"
+                 "consecutive ports or, with port 0, on free ones",
+                 1, kMaximumServers);
+  options.number("--for", line->seconds, "SECONDS", "End after so many seconds", 0, kLongestRun);
+  options.flag("--until-stdin-closes", line->untilInputCloses, "End when standard input closes");
+  options.number("--bucket-size", line->bucketSize, "N",
+                 "Width of an allocation list in the table of the end, as\n"
+                 "BucketSize of the service's profile (default: the profile's, or " +
+                     std::to_string(Settings{}.bucketSize) + ")",
+                 1, INT32_MAX);
+  options.footer(descriptionHelp() + "\n" + kChangeScriptHelp + "\n\n" + kStatuses);
   return [line] { return run(*line); };
 }
 

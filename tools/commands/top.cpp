@@ -17,9 +17,10 @@
 #include <string>
 
 #include "service/wire/process_limits.h"
-#include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/options.h"
 #include "tools/commands/service_options.h"
+#include "tools/nearest.h"
 #include "tools/polling/monitor.h"
 #include "tools/process.h"
 #include "tools/terminal/screen.h"
@@ -185,31 +186,31 @@ int run(Line& line) {
 
 }  // namespace
 
-Runner declareTop(CLI::App& command) {
+Runner declareTop(Options& options) {
   const auto line = std::make_shared<Line>();
   line->service.timeoutMilliseconds = 2000;
-  addServiceOptions(command, line->service);
-  command
-      .add_option("--interval", line->interval,
-                  "Poll every pool so often (default: at its own PollTimer,\n"
-                  "which is also how often the service itself does)")
-      ->type_name("SECONDS")
-      ->check(between(0.1, kLongestInterval));
-  command
-      .add_option("--sort", line->sort,
-                  "profile, load, time, failures, flaps, list or name (default profile)")
-      ->type_name("KEY")
-      ->check(CLI::IsMember(std::vector<std::string>(std::begin(kSortNames), std::end(kSortNames)))
-                  .description(""));
-  command.add_option("--filter", line->state.filter, "Only rows with this in their pool, server or state")
-      ->type_name("TEXT");
-  auto* batch =
-      command.add_flag("--batch", line->batch, "Print plain pictures, an interval apart, until stopped");
-  command.add_option("-n,--count", line->count, "Print so many pictures (default 0: until stopped)")
-      ->type_name("COUNT")
-      ->check(between(std::int64_t{0}, INT64_MAX))
-      ->needs(batch);
-  command.footer(kHelp);
+  addServiceOptions(options, line->service);
+  options.number("--interval", line->interval, "SECONDS",
+                 "Poll every pool so often (default: at its own PollTimer,\n"
+                 "which is also how often the service itself does)",
+                 0.1, kLongestInterval);
+  options
+      .text("--sort", line->sort, "KEY",
+            "profile, load, time, failures, flaps, list or name (default profile)")
+      .checked([](const std::string& word) {
+        const std::vector<std::string> names(std::begin(kSortNames), std::end(kSortNames));
+        return std::ranges::count(names, word) > 0
+                   ? std::string{}
+                   : "\"" + word + "\" is no key to sort by" + suggestion(word, names);
+      });
+  options.text("--filter", line->state.filter, "TEXT", "Only rows with this in their pool, server or state");
+  const Option batch =
+      options.flag("--batch", line->batch, "Print plain pictures, an interval apart, until stopped");
+  options
+      .number("-n,--count", line->count, "COUNT", "Print so many pictures (default 0: until stopped)", 0,
+              INT64_MAX)
+      .needs(batch);
+  options.footer(kHelp);
   return [line] { return run(*line); };
 }
 

@@ -12,8 +12,8 @@
 
 #include "service/wire/numbers.h"
 #include "service/wire/process_limits.h"
-#include "tools/commands/checks.h"
 #include "tools/commands/command.h"
+#include "tools/commands/options.h"
 #include "tools/commands/service_options.h"
 #include "tools/polling/survey.h"
 #include "tools/process.h"
@@ -230,20 +230,16 @@ int run(const Line& line) {
 
 }  // namespace
 
-Runner declareWait(CLI::App& command) {
+Runner declareWait(Options& options) {
   const auto line = std::make_shared<Line>();
   line->service.timeoutMilliseconds = 0;
-  command.add_flag("--polled", line->polled, "Until every server had its first poll")->required();
-  addAddressOptions(command, line->service);
-  command.add_option("--pid", line->process, "The service's process (default: who listens on the port)")
-      ->type_name("PID")
-      ->check(between(1, INT32_MAX));
-  command
-      .add_option("--timeout", line->service.timeoutMilliseconds,
-                  "Wait so long at most (default: as long as it takes)")
-      ->type_name("MILLISECONDS")
-      ->check(between(std::int64_t{1}, std::int64_t{86'400'000}));
-  command.footer(kHelp);
+  options.flag("--polled", line->polled, "Until every server had its first poll").required();
+  addAddressOptions(options, line->service);
+  options.number("--pid", line->process, "PID", "The service's process (default: who listens on the port)", 1,
+                 INT32_MAX);
+  options.number("--timeout", line->service.timeoutMilliseconds, "MILLISECONDS",
+                 "Wait so long at most (default: as long as it takes)", 1, 86'400'000);
+  options.footer(kHelp);
   return [line] { return run(*line); };
 }
 
