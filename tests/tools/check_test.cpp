@@ -220,6 +220,8 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
                "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=8589935");  // 408 ms
   folder.write("wraps",
                "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=4294968");  // 704 ms
+  folder.write("zero", "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=0");
+  folder.write("below", "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=-1");
   const auto run = [&](const std::string& arguments) {
     return WEXITSTATUS(std::system(
         ("cd " + folder.path() + "; exec >output 2>&1; " NIMBOLSPCTL_PROGRAM " check " + arguments).c_str()));
@@ -236,9 +238,12 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
       {"--fix --profile octal", 2,
        "octal: not changed: it takes a decision, and a rewriting would leave these: octal-address\n"},
       {"fast", 2, "127.0.0.1:1  without a pause\n"},
-      {"fast", 2, "the service reads 0 from \"8589935\", and polls without a pause."},
+      {"fast", 2, "\"PollTimer\": with \"8589935\" the service polls without a pause. Milliseconds are"},
       {"wraps", 2, "127.0.0.1:1    1 s\n"},
-      {"wraps", 2, "the service reads 1 from \"4294968\"."},
+      {"wraps", 2, "with \"4294968\" the service polls every 1 s."},
+      {"zero", 2, "with \"0\" the service polls every 30 s. 0 stands for the default."},
+      {"below", 2, "127.0.0.1:1  4294966 s (49.7 days)\n"},
+      {"below", 2, "with \"-1\" the service polls every 4294966 s (49.7 days). Milliseconds are"},
       {"/sys/devices/system/cpu/online", kWrongCommandLine, "cannot be read: "},  // shorter than it says
       {"none", kWrongCommandLine, "nimbolspctl: none cannot be read"},
       {"clean --profile clean", kWrongCommandLine, "nimbolspctl: "},

@@ -80,7 +80,12 @@ constexpr FindingRow kRows[] = {
     {"below-one", kError, "The service takes its default instead", "Write 1 or more"},
     {"port-zero", kError, kWillNotStart, "Write a number from 1 to 65535"},
     {"port-range", kError, "Its low 16 bits count", "Write a number from 1 to 65535"},
-    {"poll-timer-range", kError, "It counts as milliseconds in 32 bits that wrap, and 0 as 30 s",
+    {"poll-timer-range", kError, "0 stands for the default", "Write the seconds, 1 or more"},
+    {"poll-timer-range", kError,
+     "Milliseconds are counted in 32 bits without a sign, where a number below 0 becomes another one",
+     "Write the seconds, 1 or more"},
+    {"poll-timer-range", kError,
+     "Milliseconds are counted in 32 bits: what is too large for them begins again at 0",
      "Write a number from 1 to 4294967"},
     {"never-cut", kWarning, "A threshold of 1 never cuts the log: it grows without limit", "Write 2 or more"},
     {"slow-log", kWarning, "Each report reads the log up to the threshold", "Write 10000 or less"},
@@ -132,9 +137,19 @@ std::string dotted(std::uint32_t address) {
   return inet_ntop(AF_INET, &address, text, sizeof text);
 }
 
+std::string secondsText(std::uint32_t seconds) {
+  constexpr std::uint32_t kHour = 3600, kDay = 24 * kHour;
+  const std::string text = std::to_string(seconds) + " s";
+  if (seconds < 2 * kHour) return text;
+  const std::uint32_t unit = seconds < 2 * kDay ? kHour : kDay;
+  const std::uint64_t tenths = (std::uint64_t{seconds} * 10 + unit / 2) / unit;
+  return text + " (" + std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) +
+         (unit == kHour ? " hours)" : " days)");
+}
+
 std::string pauseText(std::int32_t pollInterval) {
   const std::uint32_t seconds = roundedSeconds(static_cast<std::uint32_t>(pollInterval));
-  return seconds == 0 ? "without a pause" : std::to_string(seconds) + " s";
+  return seconds == 0 ? "without a pause" : secondsText(seconds);
 }
 
 void Findings::add(FindingKind kind, std::size_t line, std::string what, std::string suggestion) {

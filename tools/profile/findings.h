@@ -64,6 +64,8 @@ enum FindingKind {
   kBelowOne,
   kPortZero,
   kPortRange,
+  kPollTimerZero,
+  kPollTimerNegative,
   kPollTimerRange,
   kNeverCut,
   kSlowLog,
@@ -87,7 +89,7 @@ enum FindingKind {
   kFindingKindCount
 };
 
-// How a kind of finding is told, in all views.
+// How a kind of finding is told, in all views. Kinds that are told apart by their words alone share a slug.
 struct FindingRow {
   const char* slug;
   Severity severity;
@@ -112,7 +114,10 @@ std::string quoted(std::string_view text);
 // An address in network order.
 std::string dotted(std::uint32_t address);
 
-// How long the service really sleeps between two polls, "5 s" or "without a pause".
+// "5 s"; what is long also in a unit that can be imagined, "4294966 s (49.7 days)".
+std::string secondsText(std::uint32_t seconds);
+
+// How long the service really sleeps between two polls, as secondsText, or "without a pause".
 std::string pauseText(std::int32_t pollInterval);
 
 // Gathers findings: one of a kind and line, and at most 1,000 of a kind.

@@ -85,13 +85,24 @@ class ValueFinder {
     if (id == kPort && (*number < 1 || *number > kPortLimit)) {
       return findings_.add(kPortRange, line, reads + ", port " + std::to_string(loaded & kPortLimit));
     }
-    if (id == kPollTimer && *number != loaded) return findings_.add(kPollTimerRange, line, reads);
+    if (id == kPollTimer && *number != loaded) return findInPollTimer(*number, line);
     if (kProfileKeys[id].rule == kAtLeastOne && *number < 1) return findings_.add(kBelowOne, line, reads);
     if (*number != loaded) return findings_.add(kNumberWraps, line, reads);
     if (id != kLogLineThreshold) return;
     constexpr int kSlowThreshold = 10'000;
     if (loaded == 1) findings_.add(kNeverCut, line, quoted(line.text));
     if (loaded > kSlowThreshold) findings_.add(kSlowLog, line, quoted(line.text));
+  }
+
+  void findInPollTimer(std::int64_t number, const VisibleLine& line) {
+    const std::int32_t interval = keyNumber(kPollTimer, line.rawValue().substr(0, kLongestValue));
+    const bool pauses = roundedSeconds(static_cast<std::uint32_t>(interval)) != 0;
+    findings_.add(number < 0    ? kPollTimerNegative
+                  : number == 0 ? kPollTimerZero
+                                : kPollTimerRange,
+                  line,
+                  quoted(line.name) + ": with " + quoted(line.value) + " the service polls " +
+                      (pauses ? "every " : "") + pauseText(interval));
   }
 
   void findInServer(const VisibleLine& line) {
