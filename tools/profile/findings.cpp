@@ -111,7 +111,10 @@ constexpr FindingRow kRows[] = {
     {"no-server-port", kError, "The port is not what it seems, and polls fail",
      "Write ADDRESS:PORT, or the port alone for this machine"},
     {"server-port-range", kError, "The low 16 bits count in polls", "Write a number from 1 to 65535"},
-    {"same-server", kWarning, "It is polled twice, and its load counted apart in each", "Take one out"},
+    {"same-server", kWarning,
+     "Each of them is polled, and counts alone what it is handed: the server gets a share for each, and can "
+     "get more than it has room for",
+     "Take one out; if it is meant to take a double share, let it report a double load limit instead"},
 
     {"descriptor-limit", kWarning, "Polls fail, and an accept that fails ends the service",
      "Raise the limit (LimitNOFILE=)"},

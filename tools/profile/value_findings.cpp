@@ -187,7 +187,9 @@ class ValueFinder {
       const auto [found, isNew] = seen.try_emplace({address, static_cast<std::uint16_t>(at.port)}, line);
       if (isNew || address == INADDR_NONE) continue;
       findings_.add(kSameServer, *line,
-                    quoted(line->value) + " is the server of line " + std::to_string(found->second->number));
+                    quoted(found->second->text) + " in line " + std::to_string(found->second->number) +
+                        " and " + quoted(line->text) + " in line " + std::to_string(line->number) +
+                        " are one server");
     }
   }
 
