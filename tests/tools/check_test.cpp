@@ -222,6 +222,8 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
                "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=4294968");  // 704 ms
   folder.write("zero", "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=0");
   folder.write("below", "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=-1");
+  folder.write("pools", "[Setup]\r\nPort=1\r\nPool1=a\r\nPool2=b\r\nPool3=c\r\n\r\n[a]\r\nServer1=1\r\n");
+  folder.write("leak", "[Setup]\nPort=1\nPool1=a\nPool3=c\n\n\n[a]\n[b]\nServer1=1\n");
   const auto run = [&](const std::string& arguments) {
     return WEXITSTATUS(std::system(
         ("cd " + folder.path() + "; exec >output 2>&1; " NIMBOLSPCTL_PROGRAM " check " + arguments).c_str()));
@@ -241,6 +243,9 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
       {"fast", 2, "\"PollTimer\": with \"8589935\" the service polls without a pause. Milliseconds are"},
       {"wraps", 2, "127.0.0.1:1    1 s\n"},
       {"wraps", 2, "with \"4294968\" the service polls every 1 s."},
+      {"pools", 2, "no section \"[b]\": the service ends there, and does not read the pool behind it. A pool"},
+      {"pools", 2, "no section \"[c]\": what stands in front keeps the service from getting there."},
+      {"leak", 2, "pool \"a\" has no \"Server1\": the service takes something else for its servers."},
       {"zero", 2, "with \"0\" the service polls every 30 s. 0 stands for the default."},
       {"below", 2, "127.0.0.1:1  4294966 s (49.7 days)\n"},
       {"below", 2, "with \"-1\" the service polls every 4294966 s (49.7 days). Milliseconds are"},

@@ -61,7 +61,7 @@ std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible,
     findInFile(*visible, findings);
     findInLines(*visible, findings);
   }
-  findInKeys(*visible, findings);
+  findInKeys(*visible, effective, findings);
   findInValues(*visible, findings);
   findLimits(effective, findings);
   // What no finder has a word for.

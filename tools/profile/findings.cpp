@@ -18,6 +18,7 @@ constexpr const char* kOddNumber = "A number ends at the first other character, 
 constexpr const char* kNotRead = "The service does not read it";
 constexpr const char* kCaseCounts = "The service tells large from small letters and does not find it";
 constexpr const char* kWillNotStart = "The service does not start";
+constexpr const char* kEmptyPool = "A pool without a server ends the start";
 
 // By FindingKind.
 constexpr FindingRow kRows[] = {
@@ -67,8 +68,8 @@ constexpr FindingRow kRows[] = {
     {"too-many", kError, kNotRead, "Use fewer, or move some to another pool"},
     {"no-port", kError, kWillNotStart, "Write Port=NUMBER below [Setup]"},
     {"no-pools", kError, kWillNotStart, "Write Pool1=NAME below [Setup]"},
-    {"no-section", kError, kWillNotStart, "Write the section, its name exactly so"},
-    {"no-server", kError, kWillNotStart, "Write Server1=ADDRESS:PORT below its header"},
+    {"no-section", kError, kEmptyPool, "Write the section, its name exactly so"},
+    {"no-server", kError, kEmptyPool, "Write Server1=ADDRESS:PORT below its header"},
 
     {"empty-value", kWarning, "It counts as missing", "Write the value, or take the line out"},
     {"blank-around-number", kWarning, "It does not matter here, and in a text it would", "Take it out"},

@@ -144,7 +144,7 @@ class Findings {
 
 // The finders. Each looks at the whole profile.
 void findInLines(const VisibleProfile& visible, Findings& findings);
-void findInKeys(const VisibleProfile& visible, Findings& findings);
+void findInKeys(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings);
 void findInValues(const VisibleProfile& visible, Findings& findings);
 void findDifferences(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings);
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <set>
 
+#include "service/resources/string_table.h"
 #include "tools/nearest.h"
 #include "tools/profile/findings.h"
 
@@ -34,7 +35,8 @@ std::string whereIsKey(bool ofPool) {
 
 class KeyFinder {
  public:
-  KeyFinder(const VisibleProfile& visible, Findings& findings) : visible_(visible), findings_(findings) {
+  KeyFinder(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings)
+      : visible_(visible), effective_(effective), findings_(findings) {
     constexpr std::size_t kMostUnused = 1000;
     for (const VisibleSection& section : visible.sections) {
       if (section.use == VisibleSection::kUnused && unused_.size() < kMostUnused)
@@ -159,10 +161,26 @@ class KeyFinder {
     }
   }
 
+  // What the service does at a pool for which a reader sees no server.
+  std::string endAt(const VisiblePool& pool) const {
+    const std::size_t index = static_cast<std::size_t>(pool.number) - 1, loaded = effective_.pools.size();
+    if (index < loaded && effective_.pools[index].name == pool.name) {
+      return ": the service takes something else for its servers";
+    }
+    if (index != loaded || effective_.error != kStringEmptyPool) {
+      return ": what stands in front keeps the service from getting there";
+    }
+    const auto behind = std::ranges::count_if(
+        visible_.pools, [&pool](const VisiblePool& other) { return other.number > pool.number; });
+    if (behind == 0) return ": the service ends there";
+    return ": the service ends there, and does not read the " +
+           (behind == 1 ? "pool" : std::to_string(behind) + " pools") + " behind it";
+  }
+
   void findInPool(const VisiblePool& pool) {
     const VisibleLine& line = visible_.lines[pool.line];
     if (pool.section == nullptr) {
-      findings_.add(kNoSection, line, "there is no section " + quoted("[" + pool.name + "]"),
+      findings_.add(kNoSection, line, "there is no section " + quoted("[" + pool.name + "]") + endAt(pool),
                     suggested(pool.name, unused_));
       return;
     }
@@ -172,7 +190,7 @@ class KeyFinder {
                     "[" + pool.name + "]");
     }
     if (visible_.serversOf(pool).empty()) {
-      findings_.add(kNoServer, header, "pool " + quoted(pool.name) + " has no \"Server1\"");
+      findings_.add(kNoServer, header, "pool " + quoted(pool.name) + " has no \"Server1\"" + endAt(pool));
     }
   }
 
@@ -189,6 +207,7 @@ class KeyFinder {
   }
 
   const VisibleProfile& visible_;
+  const EffectiveProfile& effective_;
   Findings& findings_;
   std::vector<std::string> unused_;  // names of sections, the first of them
   int suggestions_ = 0;              // that were looked for
@@ -196,8 +215,8 @@ class KeyFinder {
 
 }  // namespace
 
-void findInKeys(const VisibleProfile& visible, Findings& findings) {
-  KeyFinder(visible, findings).find();
+void findInKeys(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings) {
+  KeyFinder(visible, effective, findings).find();
 }
 
 }  // namespace nimbolsp::tools
