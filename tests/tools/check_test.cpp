@@ -115,6 +115,19 @@ TEST(Findings, WhatALineEndHidesAndWhatIsMissing) {
   expectFindings(
       {{"[setup]", "section-case:[Setup] no-pools"}, {"Port=0", "port-zero"}, {"words", "without-equals"}},
       "\r\n");
+  expectFindings({{"[Setup]", ""},
+                  {"Port=\x01"
+                   "1",
+                   "not-a-number odd-bytes"},
+                  {"Pool1=a\x01", "control-character"},
+                  {"DebugMode=2\x01", "odd-bytes"},
+                  {"BucketSize\x7F=3", "control-character"},
+                  {"", ""},
+                  {"[a\x01]", "control-character"},
+                  {"Server1=\x1B"
+                   "5912",
+                   "control-character"}},
+                 "\r\n");
   expectFindings({{"[Setup]", "no-pools"},
                   {"Port=1", ""},
                   {"debugmode 2", "swallows-key key-without-equals:DebugMode=2"},
@@ -243,7 +256,8 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
       {"fast", 2, "\"PollTimer\": with \"8589935\" the service polls without a pause. Milliseconds are"},
       {"wraps", 2, "127.0.0.1:1    1 s\n"},
       {"wraps", 2, "with \"4294968\" the service polls every 1 s."},
-      {"pools", 2, "no section \"[b]\": the service ends there, and does not read the pool behind it. A pool"},
+      {"pools", 2,
+       "no section \"[b]\": the service ends there, and does not read the pool behind it. A pool"},
       {"pools", 2, "no section \"[c]\": what stands in front keeps the service from getting there."},
       {"leak", 2, "pool \"a\" has no \"Server1\": the service takes something else for its servers."},
       {"zero", 2, "with \"0\" the service polls every 30 s. 0 stands for the default."},

@@ -56,6 +56,8 @@ constexpr FindingRow kRows[] = {
     {"key-case", kError, kCaseCounts, "Write it as the service does"},
     {"key-numbering", kError,
      "Keys are numbered from 1, without leading zeros; the service does not find this one", "Number it so"},
+    {"control-character", kError, "It is part of the key, name or text, and many programs do not show it",
+     "Take it out"},
     {"blank-before-equals", kError, "The blank is part of the key, which the service does not find",
      "Take it out"},
     {"misspelled-key", kError, kNotRead, "Write it as the service does"},

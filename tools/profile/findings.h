@@ -41,6 +41,7 @@ enum FindingKind {
   kKeyAboveSections,
   kKeyCase,
   kKeyNumbering,
+  kControlCharacter,
   kBlankBeforeEquals,
   kMisspelledKey,
   kUnknownKey,

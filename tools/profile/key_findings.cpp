@@ -95,8 +95,11 @@ class KeyFinder {
     const ProfileKey& row = kProfileKeys[key.id];
     const std::string right = rightName(key);
     const std::string_view raw = line.text.substr(0, line.text.find('='));
-    if (raw.ends_with(' ') || raw.ends_with('\t') || trimmed(raw).size() + raw.find(line.name) < raw.size()) {
-      findings_.add(kBlankBeforeEquals, line, "a blank between " + quoted(line.name) + " and \"=\"");
+    if (raw.data() + raw.size() != line.name.data() + line.name.size()) {
+      const bool control = isControl(raw.back());
+      findings_.add(control ? kControlCharacter : kBlankBeforeEquals, line,
+                    std::string(control ? "a control character" : "a blank") + " between " +
+                        quoted(line.name) + " and \"=\"");
     }
     if (row.highest != 0 && key.number > row.highest) {
       findings_.add(kTooMany, line, quoted(line.name) + ": there are at most " + std::to_string(row.highest));

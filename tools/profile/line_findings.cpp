@@ -215,8 +215,12 @@ void findInHeaders(const VisibleProfile& visible, Findings& findings) {
         findings.add(kHeaderNotFirst, line, quoted(shown) + " is not in the first column");
       if (close == std::string_view::npos) {
         findings.add(kHeaderOpen, line, "no \"]\" behind " + quoted(line.name));
-      } else if (line.text.substr(bracket + 1, close - bracket - 1) != line.name) {
-        findings.add(kSectionBlanks, line, "blanks around the section's name " + quoted(line.name));
+      } else if (const auto name = line.text.substr(bracket + 1, close - bracket - 1); name != line.name) {
+        if (isControl(trimmedByte(name, line.name))) {
+          findings.add(kControlCharacter, line, "a control character in the section's name " + quoted(name));
+        } else {
+          findings.add(kSectionBlanks, line, "blanks around the section's name " + quoted(line.name));
+        }
       }
     }
     for (std::size_t i = 1; i < section.headers.size(); ++i) {

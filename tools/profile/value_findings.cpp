@@ -59,12 +59,15 @@ class ValueFinder {
       findings_.add(kLongValue, line,
                     "the value of " + quoted(line.name) + " has " + std::to_string(raw.size()) + " bytes");
     }
-    if (std::ranges::any_of(raw, [](char c) { return c < 0x20 || c == 0x7F; })) {
+    const char atEnd = raw == line.value ? 'x' : trimmedByte(raw, line.value);
+    if (isText && line.remark.empty() && isControl(atEnd)) {
+      findings_.add(kControlCharacter, line, "a control character at an end of " + quoted(raw));
+    } else if (std::ranges::any_of(raw, [](char c) { return c < 0x20 || c == 0x7F; })) {
       findings_.add(kOddBytes, line, "a byte that is no printable ASCII character in " + quoted(raw));
     }
     if (!line.remark.empty()) {
       findings_.add(isText ? kTextBehindText : kTextBehindNumber, line, "text behind " + quoted(line.value));
-    } else if (raw != line.value) {
+    } else if (raw != line.value && !isControl(atEnd)) {
       findings_.add(isText ? kBlankInText : kBlankAroundNumber, line, "a blank at an end of " + quoted(raw));
     }
     if (isText) {
@@ -77,11 +80,13 @@ class ValueFinder {
   void findInNumber(KeyId id, const VisibleLine& line) {
     const std::int64_t loaded = loadedNumber(id, line.rawValue());
     const auto number = visibleNumber(line.value);
+    // A number ends in front of a control character, and begins behind blanks alone.
+    const bool isHidden = loaded != loadedNumber(id, line.value);
     const std::string reads = quoted(line.name) + ": the service reads " + std::to_string(loaded) + " from " +
-                              quoted(line.value) +
+                              quoted(isHidden ? line.rawValue() : line.value) +
                               (id == kPollTimer && loaded == 0 ? ", and polls without a pause" : "");
-    if (id == kPort && loaded == 0) return findings_.add(kPortZero, line, reads);
-    if (!number) return findings_.add(kNotANumber, line, reads);
+    if (id == kPort && loaded == 0 && !isHidden) return findings_.add(kPortZero, line, reads);
+    if (!number || isHidden) return findings_.add(kNotANumber, line, reads);
     if (id == kPort && (*number < 1 || *number > kPortLimit)) {
       return findings_.add(kPortRange, line, reads + ", port " + std::to_string(loaded & kPortLimit));
     }

@@ -196,6 +196,10 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
+char trimmedByte(std::string_view text, std::string_view trimmedText) {
+  return trimmedText.data() == text.data() ? text.back() : text.front();
+}
+
 bool equalInAnyCase(std::string_view a, std::string_view b) {
   const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
   return std::ranges::equal(a, b, {}, lower, lower);

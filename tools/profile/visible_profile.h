@@ -102,6 +102,14 @@ std::string rightName(KnownKey key);
 // Without the blanks, tabs and control characters at both ends.
 std::string_view trimmed(std::string_view text);
 
+// One of those in front of what is left of a text, else the last one behind it.
+char trimmedByte(std::string_view text, std::string_view trimmedText);
+
+// Blanks and tabs are shown as room, and the others by most programs not at all.
+inline bool isControl(char c) {
+  return (c >= 0 && c < ' ' && c != '\t') || c == '\x7F';
+}
+
 bool equalInAnyCase(std::string_view a, std::string_view b);
 
 }  // namespace nimbolsp::tools
