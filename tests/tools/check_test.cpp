@@ -144,6 +144,11 @@ TEST(Findings, WhatALineEndHidesAndWhatIsMissing) {
       {"[Setup]\rPort=1\rPool1=a\r\r[a]\rServer1=1x", {{6, "host-name"}}},
       {std::string(kMostVisibleLines + 1, '\n'), {{1, "too-large"}}},
   };
+  std::string ascii = "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\n", wide, swapped;
+  for (const char c : ascii) (wide += c) += '\0', (swapped += '\0') += c;
+  for (const std::string& text : {wide, swapped, "\xFF\xFE" + wide, "\xFE\xFF" + swapped}) {
+    EXPECT_EQ(findingsOf(text), (std::map<std::size_t, std::string>{{1, "utf-16"}}));
+  }
   for (const auto& [text, found] : cases) EXPECT_EQ(findingsOf(text), found) << text.substr(0, 99);
 }
 

@@ -3,6 +3,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "tools/profile/findings.h"
 
 namespace nimbolsp::tools {
@@ -13,6 +15,17 @@ std::size_t serverCount(const EffectiveProfile& effective) {
   std::size_t count = 0;
   for (const PoolEntry& pool : effective.pools) count += pool.servers.size();
   return count;
+}
+
+// Two bytes a character, of which one is 0 in every character that a key can have.
+bool isUtf16(std::string_view text) {
+  const bool hasMark = text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
+  std::size_t nuls[2] = {};  // at even and at odd offsets
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\0') ++nuls[i % 2];
+  }
+  const std::size_t most = std::max(nuls[0], nuls[1]);
+  return std::min(nuls[0], nuls[1]) == 0 && most > 0 && (hasMark || most > text.size() / 4);
 }
 
 void findInFile(const VisibleProfile& visible, Findings& findings) {
@@ -55,6 +68,10 @@ std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible,
   Findings findings;
   if (!visible) {
     findings.add(kTooLarge, 1, "more than 16 MB or 250,000 lines");
+    return findings.take();
+  }
+  if (effective.error != 0 && isUtf16(visible->text)) {
+    findings.add(kUtf16, 1, "the file is UTF-16, two bytes a character");
     return findings.take();
   }
   if (!visible->lines.empty()) {

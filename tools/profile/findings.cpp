@@ -24,6 +24,9 @@ constexpr const char* kEmptyPool = "A pool without a server ends the start";
 constexpr FindingRow kRows[] = {
     {"byte-order-mark", kError, "It hides what the first line says", "Save the file without one"},
     {"nul-byte", kError, "The text ends there: all behind it is not read", "Take it out"},
+    {"utf-16", kError,
+     "The text ends at its first NUL byte, so that nothing of it is read and the service does not start",
+     "Save it as ASCII, or as UTF-8 without a byte order mark"},
     {"too-large", kError, "It is not looked into; the service may take hours to start", "Make it smaller"},
     {"lone-cr", kWarning, "The service ends the line there; most editors show one line", "Write CR LF"},
 

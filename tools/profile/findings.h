@@ -21,6 +21,7 @@ enum FindingKind {
   // The file
   kByteOrderMarkFound,
   kNulByte,
+  kUtf16,
   kTooLarge,
   kLoneCr,
   // Lines and sections
