@@ -128,6 +128,25 @@ TEST(Findings, WhatALineEndHidesAndWhatIsMissing) {
                    "5912",
                    "control-character"}},
                  "\r\n");
+  expectFindings({{"[Setup]", ""},
+                  {"Port=1", ""},
+                  {"Pool1=a", ""},
+                  {"", ""},
+                  {"[a]", ""},
+                  {"Server1=\"10.0.0.5:5912\"", "server-quotes:10.0.0.5:5912"},
+                  {"Server2='5913'", "server-quotes:5913"},
+                  {"Server3=http://10.0.0.5:5914/x", "server-scheme:10.0.0.5:5914"},
+                  {"Server4=tcp://dbhost", "server-scheme"},
+                  {"Server5=[::1]:5912", "server-ipv6"},
+                  {"Server6=fe80::1%eth0", "server-ipv6"},
+                  {"Server7=1:2:3:4:5:6:7:8:5912", "server-ipv6"},
+                  {"Server8=10.0.0.5:5915/app", "server-path:10.0.0.5:5915"},
+                  {"Server9=10.0.0.5/24:80", "server-path:10.0.0.5:80"},
+                  {"Server10=5916/x", "server-path:5916"},
+                  {"Server11=10.0.0.5:1 // one", "no-server-port"},
+                  {"Server12=app1", "host-name"},
+                  {"Server13=app2", "host-name"}},
+                 "\r\n");
   expectFindings({{"[Setup]", "no-pools"},
                   {"Port=1", ""},
                   {"debugmode 2", "swallows-key key-without-equals:DebugMode=2"},
@@ -141,7 +160,7 @@ TEST(Findings, WhatALineEndHidesAndWhatIsMissing) {
       {"[Setup]\nPort=1\nPool1=a\n\n\n[a]\nServer1=1\n" + std::string(1, '\0') + "Server2=2",
        {{8, "nul-byte"}}},
       {"[Setup]\nPort=1\nPool1=a\n\n\n[a]\nServer1=1\rServer2=2", {{7, "lone-cr"}}},
-      {"[Setup]\rPort=1\rPool1=a\r\r[a]\rServer1=1x", {{6, "host-name"}}},
+      {"[Setup]\rPort=1\rPool1=a\r\r[a]\rServer1=1x", {{6, "no-server-port"}}},
       {std::string(kMostVisibleLines + 1, '\n'), {{1, "too-large"}}},
   };
   std::string ascii = "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\n", wide, swapped;
@@ -242,6 +261,7 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
   folder.write("below", "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=1\r\nPollTimer=-1");
   folder.write("pools", "[Setup]\r\nPort=1\r\nPool1=a\r\nPool2=b\r\nPool3=c\r\n\r\n[a]\r\nServer1=1\r\n");
   folder.write("leak", "[Setup]\nPort=1\nPool1=a\nPool3=c\n\n\n[a]\n[b]\nServer1=1\n");
+  folder.write("six", "[Setup]\r\nPort=1\r\nPool1=a\r\n\r\n[a]\r\nServer1=2001:db8::1\r\nServer2='1'\r\n");
   const auto run = [&](const std::string& arguments) {
     return WEXITSTATUS(std::system(
         ("cd " + folder.path() + "; exec >output 2>&1; " NIMBOLSPCTL_PROGRAM " check " + arguments).c_str()));
@@ -265,6 +285,8 @@ TEST(Check, TellsInTextAndJsonAndExitsWithItsStatus) {
        "no section \"[b]\": the service ends there, and does not read the pool behind it. A pool"},
       {"pools", 2, "no section \"[c]\": what stands in front keeps the service from getting there."},
       {"leak", 2, "pool \"a\" has no \"Server1\": the service takes something else for its servers."},
+      {"six", 2, "\"2001:db8::1\" is an IPv6 address, and is polled at 0.0.7.209:0, where nothing answers."},
+      {"six", 2, "\"'1'\" has quotes, and is polled at 127.0.0.1:0, where nothing answers."},
       {"zero", 2, "with \"0\" the service polls every 30 s. 0 stands for the default."},
       {"below", 2, "127.0.0.1:1  4294966 s (49.7 days)\n"},
       {"below", 2, "with \"-1\" the service polls every 4294966 s (49.7 days). Milliseconds are"},

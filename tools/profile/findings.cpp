@@ -114,9 +114,20 @@ constexpr FindingRow kRows[] = {
     {"short-address", kWarning,
      "The last number fills all that is left of the address, and front ends may read it otherwise",
      "Write four numbers"},
-    {"no-server-port", kError, "The port is not what it seems, and polls fail",
+    {"no-server-port", kError,
+     "Without a colon all is the port; a port ends at the first other character, and without a digit it is 0",
      "Write ADDRESS:PORT, or the port alone for this machine"},
     {"server-port-range", kError, "The low 16 bits count in polls", "Write a number from 1 to 65535"},
+    {"server-quotes", kError, "They are part of the address or the port, and front ends are given them",
+     "Take them out"},
+    {"server-scheme", kError,
+     "What stands in front of the first colon is taken for the address, and front ends are given all of it",
+     "Write ADDRESS:PORT alone"},
+    {"server-ipv6", kError,
+     "The service knows IPv4 alone, and takes what stands in front of the first colon for such an address",
+     "Write the server's IPv4 address"},
+    {"server-path", kError, "No address or port goes on with a path, and front ends are given it",
+     "Write ADDRESS:PORT alone"},
     {"same-server", kWarning,
      "Each of them is polled, and counts alone what it is handed: the server gets a share for each, and can "
      "get more than it has room for",
@@ -144,6 +155,12 @@ std::string quoted(std::string_view text) {
 std::string dotted(std::uint32_t address) {
   char text[INET_ADDRSTRLEN];
   return inet_ntop(AF_INET, &address, text, sizeof text);
+}
+
+std::string polledAt(const ServerEndpoint& endpoint) {
+  if (endpoint.ipAddress == INADDR_NONE) return "(nowhere)";
+  return dotted(endpoint.ipAddress == 0 ? htonl(INADDR_LOOPBACK) : endpoint.ipAddress) + ":" +
+         std::to_string(endpoint.port & 0xFFFF);
 }
 
 std::string secondsText(std::uint32_t seconds) {

@@ -14,6 +14,8 @@
 
 namespace nimbolsp::tools {
 
+inline constexpr std::int64_t kHighestPort = 65535;
+
 // error: the service would not start, or loads something else than the file visibly says.
 enum class Severity { kError, kWarning };
 
@@ -83,6 +85,10 @@ enum FindingKind {
   kShortAddress,
   kNoServerPort,
   kServerPortRange,
+  kServerQuotes,
+  kServerScheme,
+  kServerIpv6,
+  kServerPath,
   kSameServer,
   // The whole
   kDescriptorLimit,
@@ -116,6 +122,9 @@ std::string quoted(std::string_view text);
 // An address in network order.
 std::string dotted(std::uint32_t address);
 
+// Where a server is polled, "127.0.0.1:5912". Nowhere, for an address that is none.
+std::string polledAt(const ServerEndpoint& endpoint);
+
 // "5 s"; what is long also in a unit that can be imagined, "4294966 s (49.7 days)".
 std::string secondsText(std::uint32_t seconds);
 
@@ -143,6 +152,9 @@ class Findings {
   std::vector<Finding> all_;
   int counts_[kFindingKindCount] = {};
 };
+
+// What is wrong with the value of one server's line.
+void findInServer(const VisibleLine& line, Findings& findings);
 
 // The finders. Each looks at the whole profile.
 void findInLines(const VisibleProfile& visible, Findings& findings);

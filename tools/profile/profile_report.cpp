@@ -1,7 +1,5 @@
 #include "tools/profile/profile_report.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -25,13 +23,6 @@ std::string oneDecimal(double number) {
 
 std::string percent(double share) {
   return oneDecimal(share * 100) + " %";
-}
-
-// Where a server is polled. Nowhere, for an address that is none.
-std::string polledAt(const ServerEndpoint& endpoint) {
-  if (endpoint.ipAddress == INADDR_NONE) return "(nowhere)";
-  return dotted(endpoint.ipAddress == 0 ? htonl(INADDR_LOOPBACK) : endpoint.ipAddress) + ":" +
-         std::to_string(endpoint.port & 0xFFFF);
 }
 
 std::string counted(std::size_t count, const std::string& word) {

@@ -1,4 +1,4 @@
-// What is wrong with values: numbers by their key's rule, pools' names, servers' addresses and ports; and the
+// What is wrong with values: numbers by their key's rule, pools' names, servers named twice; and the
 // comparison of all that a person reads with all that the service reads.
 #include <arpa/inet.h>
 
@@ -13,20 +13,6 @@ namespace nimbolsp::tools {
 namespace {
 
 constexpr std::size_t kLongestValue = 255;
-constexpr std::int64_t kPortLimit = 65535;
-
-// A number as a person reads it: of any size, here at most 10^15. Nothing for anything else.
-std::optional<std::int64_t> visibleNumber(std::string_view text) {
-  const bool isNegative = text.starts_with('-');
-  if (isNegative || text.starts_with('+')) text.remove_prefix(1);
-  if (text.empty()) return {};
-  std::int64_t number = 0;
-  for (const char c : text) {
-    if (c < '0' || c > '9') return {};
-    number = std::min<std::int64_t>(number * 10 + (c - '0'), 1'000'000'000'000'000);
-  }
-  return isNegative ? -number : number;
-}
 
 // What the service makes of a value, in the unit of the profile; of an interval what it sleeps.
 std::int64_t loadedNumber(KeyId id, std::string_view value) {
@@ -71,7 +57,7 @@ class ValueFinder {
       findings_.add(isText ? kBlankInText : kBlankAroundNumber, line, "a blank at an end of " + quoted(raw));
     }
     if (isText) {
-      if (id == kServer) findInServer(line);
+      if (id == kServer) findInServer(line, findings_);
     } else {
       findInNumber(id, line);
     }
@@ -87,8 +73,8 @@ class ValueFinder {
                               (id == kPollTimer && loaded == 0 ? ", and polls without a pause" : "");
     if (id == kPort && loaded == 0 && !isHidden) return findings_.add(kPortZero, line, reads);
     if (!number || isHidden) return findings_.add(kNotANumber, line, reads);
-    if (id == kPort && (*number < 1 || *number > kPortLimit)) {
-      return findings_.add(kPortRange, line, reads + ", port " + std::to_string(loaded & kPortLimit));
+    if (id == kPort && (*number < 1 || *number > kHighestPort)) {
+      return findings_.add(kPortRange, line, reads + ", port " + std::to_string(loaded & 0xFFFF));
     }
     if (id == kPollTimer && *number != loaded) return findInPollTimer(*number, line);
     if (kProfileKeys[id].rule == kAtLeastOne && *number < 1) return findings_.add(kBelowOne, line, reads);
@@ -108,66 +94,6 @@ class ValueFinder {
                   line,
                   quoted(line.name) + ": with " + quoted(line.value) + " the service polls " +
                       (pauses ? "every " : "") + pauseText(interval));
-  }
-
-  void findInServer(const VisibleLine& line) {
-    const std::string_view entry = line.value;
-    const std::size_t colon = entry.find(':');
-    if (colon != std::string_view::npos) {
-      findInAddress(line, std::string(entry.substr(0, colon)));
-    } else if (std::ranges::count(entry, '.') == 3) {
-      findings_.add(kNoServerPort, line,
-                    quoted(entry) + " has no port: it is port " +
-                        std::to_string(parseServerEntry(std::string(entry)).port) + " of this machine");
-      return;
-    } else if (!visibleNumber(entry)) {
-      findings_.add(std::ranges::any_of(entry, [](unsigned char c) { return std::isalpha(c) != 0; })
-                        ? kHostName
-                        : kNoServerPort,
-                    line, quoted(entry) + " is no port and has no \":\"");
-      return;
-    }
-    const std::string_view port = colon == std::string_view::npos ? entry : entry.substr(colon + 1);
-    const auto number = visibleNumber(port);
-    const std::int32_t loaded = parseServerEntry(std::string(entry)).port;
-    if (!number) {
-      findings_.add(kNoServerPort, line,
-                    quoted(port) + " is no port: the service reads " + std::to_string(loaded));
-    } else if (*number < 1 || *number > kPortLimit) {
-      findings_.add(kServerPortRange, line,
-                    "port " + quoted(port) + " becomes " + std::to_string(loaded & kPortLimit));
-    }
-  }
-
-  void findInAddress(const VisibleLine& line, const std::string& address) {
-    const std::uint32_t loaded = parseServerEntry(address + ":1").ipAddress;
-    const bool isWord = std::ranges::any_of(address, [](unsigned char c) { return std::isalpha(c) != 0; });
-    const bool isHex = address.find("0x") != std::string::npos || address.find("0X") != std::string::npos;
-    std::string decimal;  // with every number's leading zeros taken away
-    for (std::size_t i = 0; i < address.size(); ++i) {
-      const bool isFirst = i == 0 || address[i - 1] == '.';
-      if (address[i] == '0' && (isFirst || decimal.empty() || decimal.back() == '.') &&
-          i + 1 < address.size() && address[i + 1] >= '0' && address[i + 1] <= '9') {
-        continue;
-      }
-      decimal += address[i];
-    }
-    in_addr meant{};
-    const bool isQuad = inet_pton(AF_INET, decimal.c_str(), &meant) == 1;
-    const std::string polled =
-        quoted(address) + " is polled at " + dotted(loaded == 0 ? htonl(INADDR_LOOPBACK) : loaded);
-    if (loaded == INADDR_NONE) {
-      findings_.add(isWord && !isHex ? kHostName : kBadAddress, line,
-                    quoted(address) + (isWord && !isHex ? " is a name" : " is no address of a server"));
-    } else if (loaded == 0) {
-      findings_.add(kAnyAddress, line, quoted(address) + " stands for no machine");
-    } else if (isHex || (decimal != address && (!isQuad || loaded != meant.s_addr))) {
-      findings_.add(kOctalAddress, line, polled, isQuad ? decimal : "");
-    } else if (decimal != address) {
-      findings_.add(kPaddedAddress, line, polled, decimal);
-    } else if (!isQuad) {
-      findings_.add(kShortAddress, line, polled, dotted(loaded));
-    }
   }
 
   void findInPools() {
@@ -190,7 +116,7 @@ class ValueFinder {
       const ServerEndpoint at = parseServerEntry(std::string(line->value));
       const std::uint32_t address = at.ipAddress == 0 ? htonl(INADDR_LOOPBACK) : at.ipAddress;
       const auto [found, isNew] = seen.try_emplace({address, static_cast<std::uint16_t>(at.port)}, line);
-      if (isNew || address == INADDR_NONE) continue;
+      if (isNew || address == INADDR_NONE || static_cast<std::uint16_t>(at.port) == 0) continue;
       findings_.add(kSameServer, *line,
                     quoted(found->second->text) + " in line " + std::to_string(found->second->number) +
                         " and " + quoted(line->text) + " in line " + std::to_string(line->number) +

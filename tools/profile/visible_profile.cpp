@@ -196,6 +196,18 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
+std::optional<std::int64_t> visibleNumber(std::string_view text) {
+  const bool isNegative = text.starts_with('-');
+  if (isNegative || text.starts_with('+')) text.remove_prefix(1);
+  if (text.empty()) return {};
+  std::int64_t number = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9') return {};
+    number = std::min<std::int64_t>(number * 10 + (c - '0'), 1'000'000'000'000'000);
+  }
+  return isNegative ? -number : number;
+}
+
 char trimmedByte(std::string_view text, std::string_view trimmedText) {
   return trimmedText.data() == text.data() ? text.back() : text.front();
 }

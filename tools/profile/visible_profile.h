@@ -102,6 +102,9 @@ std::string rightName(KnownKey key);
 // Without the blanks, tabs and control characters at both ends.
 std::string_view trimmed(std::string_view text);
 
+// A number as a person reads it: of any size, here at most 10^15. Nothing for anything else.
+std::optional<std::int64_t> visibleNumber(std::string_view text);
+
 // One of those in front of what is left of a text, else the last one behind it.
 char trimmedByte(std::string_view text, std::string_view trimmedText);
 
