@@ -9,6 +9,7 @@
 #include "tools/commands/command.h"
 #include "tools/profile/findings.h"
 #include "tools/profile/profile_fix.h"
+#include "tools/profile/profile_report.h"
 #include "tools/profile/sharing_forecast.h"
 
 namespace nimbolsp::tools {
@@ -233,10 +234,24 @@ TEST(Forecast, CountsWhatIsHandedOutUntilEveryCounterIsFull) {
     std::size_t withoutRoom;
     double busiest;
     std::optional<std::uint32_t> timer;
-  } cases[] = {{"two lists", {idle, slow}, 100, 100, 0.7, 10},
-               {"evenly", {idle, idle, idle, idle, idle}, 200, 0, 0.2, 20},
-               {"no limit", {endless, slow, dead}, std::nullopt, 0, 1, std::nullopt},
-               {"all dead", {dead, dead}, 0, 200, 1, 0}};
+    const char* told;
+  } cases[] = {
+      {"two lists",
+       {idle, slow},
+       100,
+       100,
+       0.7,
+       10,
+       "gets all (100 requests); with a PollTimer up to 10 the next"},
+      {"evenly",
+       {idle, idle, idle, idle, idle},
+       200,
+       0,
+       0.2,
+       20,
+       "20.0 s: the next poll comes before that, with a PollTimer up to 20\n"},
+      {"no limit", {endless, slow, dead}, std::nullopt, 0, 1, std::nullopt, "never is every server full"},
+      {"all dead", {dead, dead}, 0, 200, 1, 0, "all requests, with any PollTimer"}};
   for (const auto& row : cases) {
     const PoolEntry pool{"p", 20'000, std::vector<ServerEntry>(row.results.size())};
     const PoolForecast told = forecast(pool, row.results, 100, 10);
@@ -244,7 +259,10 @@ TEST(Forecast, CountsWhatIsHandedOutUntilEveryCounterIsFull) {
     EXPECT_EQ(told.requests, 200u) << row.name;
     EXPECT_EQ(told.withoutRoom, row.withoutRoom) << row.name;
     EXPECT_DOUBLE_EQ(told.busiestShare, row.busiest) << row.name;
-    EXPECT_EQ(told.evenPollTimer, row.timer) << row.name;
+    EXPECT_EQ(told.longestTimer, row.timer) << row.name;
+    ProfileReport report;
+    report.forecasts = {told};
+    EXPECT_NE(textOf(report).find(row.told), std::string::npos) << textOf(report);
   }
 }
 

@@ -87,22 +87,44 @@ std::string configurationOf(const ProfileReport& report) {
   return text + "\n" + formatTable(rows, "lllr") + "\n";
 }
 
+// When every server of a pool is full, and which PollTimer comes before that.
+std::string roomText(const PoolForecast& told) {
+  constexpr const char* kRemedy = "add servers or raise their limits";
+  if (!told.room) return "never is every server full: one has no limit, or an odd one";
+  if (*told.room == 0) {
+    return std::string("every server is full or dead now: one gets all requests, with any PollTimer; ") +
+           kRemedy;
+  }
+  std::string text = "every server is full after " +
+                     counted(static_cast<std::size_t>(*told.room), "request") + ", " +
+                     oneDecimal(*told.secondsToFull) + " s: ";
+  if (told.interval <= *told.longestTimer) {
+    return text + "the next poll comes before that, with a PollTimer up to " +
+           std::to_string(*told.longestTimer);
+  }
+  text += "from then to the next poll one server gets all";
+  if (told.withoutRoom > 0) text += " (" + counted(told.withoutRoom, "request") + ")";
+  if (*told.longestTimer == 0) return text + "; no PollTimer is short enough: " + kRemedy;
+  return text + "; with a PollTimer up to " + std::to_string(*told.longestTimer) +
+         " the next poll comes before that";
+}
+
 std::string textOf(const PoolForecast& told, double rate) {
   const auto line = [](const std::string& words) { return "  " + words + "\n"; };
+  const bool pauses = told.interval != 0;
   std::string text = "Pool " + printable(told.pool) + ", " + oneDecimal(rate) +
-                     " requests a second, polled every " + std::to_string(told.interval) + " s; " +
+                     " requests a second, polled " +
+                     (pauses ? "every " + secondsText(told.interval) : "without a pause") + "; " +
                      std::to_string(told.answered) + " of " + counted(told.servers, "server") + " answered\n";
   text += line("until the first poll each server takes " + percent(told.firstShare()) + ", dead or alive");
-  text += line("in the first interval behind a poll " + printable(told.busiest) + " takes " +
-               percent(told.busiestShare) + " of " + counted(told.requests, "request"));
-  if (!told.room) return text + line("the counters are never full: a server has no limit, or an odd one");
-  text += line("the counters are full after " + counted(static_cast<std::size_t>(*told.room), "request") +
-               ", " + oneDecimal(*told.secondsToFull) + " s; from then on one server gets all (" +
-               counted(told.withoutRoom, "request") + " of the interval)");
-  return text +
-         line(*told.evenPollTimer == 0
-                  ? "no PollTimer keeps the sharing even: add servers or raise their limits"
-                  : "a PollTimer up to " + std::to_string(*told.evenPollTimer) + " keeps the sharing even");
+  if (pauses) {
+    const bool isUneven = told.withoutRoom == 0 && told.answered > 1 &&
+                          told.busiestShare > 1.2 / static_cast<double>(told.answered);
+    text += line("of " + counted(told.requests, "request") + " behind a poll " + printable(told.busiest) +
+                 " takes the most, " + percent(told.busiestShare) +
+                 (isUneven ? ": the lowest allocation list comes first, and in it the least load" : ""));
+  }
+  return text + line(roomText(told));
 }
 
 Json poolJson(const PoolEntry& pool) {
@@ -156,7 +178,7 @@ Json forecastJson(const PoolForecast& told) {
           {"requestsToFull", orNull(told.room)},
           {"secondsToFull", orNull(told.secondsToFull)},
           {"requestsWithoutRoom", told.withoutRoom},
-          {"evenPollTimerSeconds", orNull(told.evenPollTimer)}};
+          {"longestPollTimerSeconds", orNull(told.longestTimer)}};
 }
 
 }  // namespace

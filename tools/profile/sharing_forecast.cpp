@@ -103,7 +103,7 @@ PoolForecast forecast(const PoolEntry& pool, std::span<const PollResult> results
   if (told.room) {
     const double seconds = static_cast<double>(*told.room) / rate;
     told.secondsToFull = seconds;
-    told.evenPollTimer = static_cast<std::uint32_t>(std::min(std::floor(seconds), kLongestTimer));
+    told.longestTimer = static_cast<std::uint32_t>(std::min(std::floor(seconds), kLongestTimer));
   }
   told.requests =
       static_cast<std::size_t>(std::min(std::ceil(rate * told.interval), static_cast<double>(kMostRequests)));

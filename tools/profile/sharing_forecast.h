@@ -24,8 +24,9 @@ struct PoolForecast {
   std::size_t withoutRoom = 0;          // of them, when every counter was full: all to one server
   std::string busiest;                  // the server that takes most
   double busiestShare = 0;              // of the requests, 0 to 1
-  std::optional<std::uint32_t>
-      evenPollTimer;  // the longest with which no counter fills; 0: even 1 s is too long
+  // The longest PollTimer with which a poll comes before every counter is full; 0: 1 s is too long. Up to
+  // then no server is handed more than its limit; shares differ all the same, by list and load.
+  std::optional<std::uint32_t> longestTimer;
 
   // What a server takes until its first poll: all count as idle, dead or alive.
   double firstShare() const { return servers == 0 ? 0 : 1.0 / static_cast<double>(servers); }
