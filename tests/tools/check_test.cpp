@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -170,6 +171,21 @@ TEST(Findings, WhatALineEndHidesAndWhatIsMissing) {
     EXPECT_EQ(findingsOf(text), (std::map<std::size_t, std::string>{{1, "utf-16"}}));
   }
   for (const auto& [text, found] : cases) EXPECT_EQ(findingsOf(text), found) << text.substr(0, 99);
+}
+
+TEST(Findings, TheLowestLimitOfTheControlGroupsCounts) {
+  const TempFolder folder;
+  std::filesystem::create_directories(folder.file("a/b"));
+  const std::string groups = folder.write("groups", "1:cpu:/c\n0::/a/b\n");
+  const std::pair<const char*, std::uint64_t> writes[] = {
+      {"a/b/pids.max", 70}, {"pids.max", 60}, {"a/pids.max", 50}, {"c/pids.max", 50}};
+  folder.write("a/pids.max", "max\n");
+  EXPECT_EQ(mostTasks(groups, folder.path()), UINT64_MAX);
+  std::filesystem::create_directory(folder.file("c"));
+  for (const auto& [file, lowest] : writes) {
+    folder.write(file, std::to_string(file[0] == 'c' ? 1 : lowest) + "\n");
+    EXPECT_EQ(mostTasks(groups, folder.path()), lowest) << file;
+  }
 }
 
 TEST(ProfileFix, RewritesWhereTheServiceThenLoadsWhatIsVisible) {

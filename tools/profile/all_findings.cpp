@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "tools/profile/findings.h"
 
@@ -58,10 +59,29 @@ void findLimits(const EffectiveProfile& effective, Findings& findings) {
     findings.add(
         kThreadLimit, 1,
         servers + " take a thread each, and here a user has at most " + std::to_string(limit.rlim_cur));
+  } else if (const std::uint64_t most = mostTasks("/proc/self/cgroup", "/sys/fs/cgroup"); most < needed) {
+    findings.add(
+        kThreadLimit, 1,
+        servers + " take a thread each, and here a control group has at most " + std::to_string(most));
   }
 }
 
 }  // namespace
+
+std::uint64_t mostTasks(const std::string& groupsFile, const std::string& root) {
+  std::uint64_t most = UINT64_MAX;
+  std::ifstream groups(groupsFile);
+  for (std::string line; std::getline(groups, line);) {
+    if (!line.starts_with("0::/")) continue;
+    for (std::string group = line.substr(3);; group.resize(group.rfind('/'))) {
+      std::ifstream limit(root + group + "/pids.max");
+      std::uint64_t here = 0;
+      if (limit >> here) most = std::min(most, here);  // the word "max" is none
+      if (group.empty()) break;
+    }
+  }
+  return most;
+}
 
 std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible,
                              const EffectiveProfile& effective) {

@@ -162,6 +162,12 @@ void findInKeys(const VisibleProfile& visible, const EffectiveProfile& effective
 void findInValues(const VisibleProfile& visible, Findings& findings);
 void findDifferences(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings);
 
+// How many tasks the control groups of a process let it have, of the second version: its own and all above
+// it.
+//   groupsFile  /proc/PID/cgroup
+//   root        where the groups are mounted
+std::uint64_t mostTasks(const std::string& groupsFile, const std::string& root);
+
 // All that is wrong with a file: what is visible of it, nothing when it is too large, and what the service
 // makes of it.
 std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible, const EffectiveProfile& effective);
