@@ -266,6 +266,16 @@ TEST_F(ProfileFiles, ALockIsWaitedForButAfterOneThatIsNotGivenBackNoMore) {
   });
   EXPECT_TRUE(write("a.ini", "3"));
   EXPECT_EQ(get("a.ini"), "[A]\r\ny=2\r\nx=3\r\n") << "again, since one was free; nothing is lost";
+  const Descriptor replaced(open("a.ini", O_RDWR | O_CLOEXEC));
+  EXPECT_EQ(flock(replaced.number(), LOCK_EX), 0);
+  put("b.ini", "[A]\r\nz=1\r\n");
+  const std::jthread replacer([&replaced] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(std::rename("b.ini", "a.ini"), 0);
+    flock(replaced.number(), LOCK_UN);
+  });
+  EXPECT_TRUE(write("a.ini", "4"));
+  EXPECT_EQ(get("a.ini"), "[A]\r\nz=1\r\nx=4\r\n") << "in the file that has the name now";
 }
 
 // Opening such a file reads its entry from the layer profile, which must not stay in the cache.

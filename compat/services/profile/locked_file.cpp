@@ -37,17 +37,31 @@ void lock(int descriptor) NIMBOXI_REQUIRES(layerGuard) {
 
 }  // namespace
 
-LockedFile::LockedFile(const char* path)
-    : descriptor_(open(path, O_RDWR | O_CREAT | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, kNewFileMode)) {
-  struct stat status;
-  ordinary_ = isOpen() && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-  if (ordinary_) lock(descriptor_);
+LockedFile::LockedFile(const char* path) {
+  constexpr int kMostOpened = 10;
+  for (int opened = 1;; ++opened) {
+    descriptor_ = open(path, O_RDWR | O_CREAT | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, kNewFileMode);
+    struct stat status;
+    ordinary_ = isOpen() && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+    if (!ordinary_) return;
+    lock(descriptor_);
+    // Who held the lock may have put another file in its place: what is written here would be lost.
+    struct stat named;
+    const bool isNamed =
+        stat(path, &named) == 0 && named.st_dev == status.st_dev && named.st_ino == status.st_ino;
+    if (isNamed || opened == kMostOpened) return;
+    release();
+  }
 }
 
 LockedFile::~LockedFile() {
-  if (!isOpen()) return;
+  if (isOpen()) release();
+}
+
+void LockedFile::release() {
   flock(descriptor_, LOCK_UN);  // a child that was forked meanwhile has the open file too
   close(descriptor_);
+  descriptor_ = -1;
 }
 
 bool LockedFile::read(std::string& contents, std::size_t most) const {

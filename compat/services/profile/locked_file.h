@@ -14,7 +14,8 @@ class LockedFile {
   // Opens the file for reading and writing, follows links, and makes a new file with mode 0666 less the
   // umask. Blocks until it has the lock, for two seconds at most: it then goes on without. What holds a lock
   // so long has hung, or is the program's own caller, which waits for the program; and the next files do not
-  // wait again until some lock is free, so that a whole start of the layer waits once.
+  // wait again until some lock is free, so that a whole start of the layer waits once. A file that another
+  // one has replaced meanwhile is left for that, ten times at most.
   explicit LockedFile(const char* path) NIMBOXI_REQUIRES(layerGuard);
   ~LockedFile();
   LockedFile(const LockedFile&) = delete;
@@ -37,9 +38,10 @@ class LockedFile {
   bool replace(std::string_view contents, std::size_t kept, std::string changed) const;
 
  private:
+  void release();
   bool write(std::size_t offset, std::string_view bytes) const;
 
-  int descriptor_;
+  int descriptor_ = -1;
   bool ordinary_ = false;
 };
 
