@@ -103,7 +103,7 @@ std::string roomText(const PoolForecast& told) {
            std::to_string(*told.longestTimer);
   }
   text += "from then to the next poll one server gets all";
-  if (told.withoutRoom > 0) text += " (" + counted(told.withoutRoom, "request") + ")";
+  if (told.requests < kMostForetold) text += " (" + counted(told.withoutRoom, "request") + ")";
   if (*told.longestTimer == 0) return text + "; no PollTimer is short enough: " + kRemedy;
   return text + "; with a PollTimer up to " + std::to_string(*told.longestTimer) +
          " the next poll comes before that";
@@ -120,7 +120,8 @@ std::string textOf(const PoolForecast& told, double rate) {
   if (pauses) {
     const bool isUneven = told.withoutRoom == 0 && told.answered > 1 &&
                           told.busiestShare > 1.2 / static_cast<double>(told.answered);
-    text += line("of " + counted(told.requests, "request") + " behind a poll " + printable(told.busiest) +
+    text += line((told.requests < kMostForetold ? "of " : "of the first ") +
+                 counted(told.requests, "request") + " from one poll to the next " + printable(told.busiest) +
                  " takes the most, " + percent(told.busiestShare) +
                  (isUneven ? ": the lowest allocation list comes first, and in it the least load" : ""));
   }

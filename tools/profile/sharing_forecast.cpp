@@ -10,7 +10,6 @@ namespace nimbolsp::tools {
 
 namespace {
 
-constexpr std::size_t kMostRequests = 200'000;
 constexpr double kLongestTimer = 4'294'967;  // seconds; beyond that it wraps
 
 struct Share {
@@ -106,7 +105,7 @@ PoolForecast forecast(const PoolEntry& pool, std::span<const PollResult> results
     told.longestTimer = static_cast<std::uint32_t>(std::min(std::floor(seconds), kLongestTimer));
   }
   told.requests =
-      static_cast<std::size_t>(std::min(std::ceil(rate * told.interval), static_cast<double>(kMostRequests)));
+      static_cast<std::size_t>(std::min(std::ceil(rate * told.interval), static_cast<double>(kMostForetold)));
   for (std::size_t i = 0; i < told.requests; ++i) {
     if (!handOut(shares, static_cast<std::int32_t>(i + 1))) ++told.withoutRoom;
   }

@@ -13,6 +13,9 @@
 
 namespace nimbolsp::tools {
 
+// How many requests of an interval are looked at.
+inline constexpr std::size_t kMostForetold = 200'000;
+
 struct PoolForecast {
   std::string pool;
   std::uint32_t interval = 0;  // seconds between two polls, as the service sleeps them
@@ -20,7 +23,7 @@ struct PoolForecast {
   std::size_t answered = 0;             // of them
   std::optional<std::int64_t> room;     // requests until every counter is full; none: they never are
   std::optional<double> secondsToFull;  // the same at the rate
-  std::size_t requests = 0;             // handed out in the interval, at most 200,000 are looked at
+  std::size_t requests = 0;             // handed out in the interval, or the first kMostForetold
   std::size_t withoutRoom = 0;          // of them, when every counter was full: all to one server
   std::string busiest;                  // the server that takes most
   double busiestShare = 0;              // of the requests, 0 to 1
