@@ -207,6 +207,7 @@ TEST(ProfileFix, RewritesWhereTheServiceThenLoadsWhatIsVisible) {
       {"a remark with = at the end", good + "# Server2=127.0.0.1:8\r\n", ""},
       {"an octal address", "[Setup]\nPort=1\nPool1=a\n[a]\nServer1=127.0.0.010:7", ""},
       {"a gap", "[Setup]\nPort=1\nPool1=a\n[a]\nServer2=127.0.0.1:7", ""},
+      {"UTF-16", std::string("[\0S\0]\0\r\0\n\0", 10), ""},
   };
   for (const auto& row : cases) {
     const TempFolder folder;

@@ -18,17 +18,6 @@ std::size_t serverCount(const EffectiveProfile& effective) {
   return count;
 }
 
-// Two bytes a character, of which one is 0 in every character that a key can have.
-bool isUtf16(std::string_view text) {
-  const bool hasMark = text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
-  std::size_t nuls[2] = {};  // at even and at odd offsets
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\0') ++nuls[i % 2];
-  }
-  const std::size_t most = std::max(nuls[0], nuls[1]);
-  return std::min(nuls[0], nuls[1]) == 0 && most > 0 && (hasMark || most > text.size() / 4);
-}
-
 void findInFile(const VisibleProfile& visible, Findings& findings) {
   const std::string_view text = visible.text;
   if (text.starts_with(kByteOrderMark)) findings.add(kByteOrderMarkFound, 1, "a byte order mark");

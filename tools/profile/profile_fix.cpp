@@ -268,6 +268,10 @@ FixOutcome fixProfile(const std::string& path) {
     outcome.why = "it cannot be read";
     return outcome;
   }
+  if (isUtf16(contents)) {
+    outcome.why = "it is UTF-16, two bytes a character; save it as ASCII first";
+    return outcome;
+  }
   const std::string text = rewritten(*visible);
   if (text == contents) {
     const std::string fault = faultOf(real, text, *visible);

@@ -160,6 +160,16 @@ std::vector<const VisibleLine*> VisibleProfile::serversOf(const VisiblePool& poo
   return servers;
 }
 
+bool isUtf16(std::string_view text) {
+  const bool hasMark = text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
+  std::size_t nuls[2] = {};  // at even and at odd offsets
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\0') ++nuls[i % 2];
+  }
+  const std::size_t most = std::max(nuls[0], nuls[1]);
+  return std::min(nuls[0], nuls[1]) == 0 && most > 0 && (hasMark || most > text.size() / 4);
+}
+
 std::optional<VisibleProfile> readVisibleProfile(std::string_view text) {
   return Reader(text).read();
 }

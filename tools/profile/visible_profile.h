@@ -90,6 +90,9 @@ struct VisibleProfile {
   std::vector<const VisibleLine*> serversOf(const VisiblePool& pool) const;
 };
 
+// Whether a text has two bytes a character, of which one is 0 in every character that a key can have.
+bool isUtf16(std::string_view text);
+
 // Reads a text, which must outlive the result. Nothing when it has too many bytes or lines.
 std::optional<VisibleProfile> readVisibleProfile(std::string_view text);
 
