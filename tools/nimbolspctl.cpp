@@ -13,11 +13,14 @@
 int main(int argc, char** argv) {
   using namespace nimbolsp::tools;
   std::signal(SIGPIPE, SIG_IGN);  // a peer that has gone costs nothing
+  openClosedOutput();
   nimbolsp::openStandardDescriptors();
   try {
     return runCommandLine({argv + std::min(argc, 1), argv + argc});
   } catch (const StoppedInOutput&) {
     return kStoppedBySignal;
+  } catch (const ReaderLeft&) {
+    return kOutputFailed;
   } catch (const OutputFailed& fault) {
     complain(std::string("standard output cannot be written: ") + fault.what());
     return kOutputFailed;

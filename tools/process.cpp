@@ -1,5 +1,6 @@
 #include "tools/process.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -47,8 +48,16 @@ bool writeAll(int descriptor, std::string_view text) {
 
 }  // namespace
 
+void openClosedOutput() {
+  if (fcntl(STDOUT_FILENO, F_GETFD) >= 0) return;
+  const int readable = open("/dev/null", O_RDONLY);  // 0, when that is closed too, and stays then
+  if (readable != STDOUT_FILENO) dup2(readable, STDOUT_FILENO);
+}
+
 void print(const std::string& text) {
-  if (!writeAll(STDOUT_FILENO, text)) throw OutputFailed(std::strerror(errno));
+  if (writeAll(STDOUT_FILENO, text)) return;
+  if (errno == EPIPE) throw ReaderLeft(std::strerror(errno));
+  throw OutputFailed(errno == EBADF ? "it is closed" : std::strerror(errno));
 }
 
 void complain(const std::string& sentence) {

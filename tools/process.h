@@ -10,15 +10,24 @@
 
 namespace nimbolsp::tools {
 
-// Standard output could not be written: a full disk, a reader that has gone.
+// Standard output could not be written: a full disk, a closed descriptor.
 struct OutputFailed : std::runtime_error {
   using std::runtime_error::runtime_error;
+};
+
+// The reader has left, who is owed nothing and told nothing: it has what it wanted.
+struct ReaderLeft : OutputFailed {
+  using OutputFailed::OutputFailed;
 };
 
 // A stop signal came while standard output or standard error took nothing.
 struct StoppedInOutput : std::runtime_error {
   StoppedInOutput() : std::runtime_error("stopped by a signal") {}
 };
+
+// Opens standard output, if the program was started without it, so that no other file gets its number and all
+// that is written fails. To be called before anything is opened.
+void openClosedOutput();
 
 // Writes to standard output, at once; waits until that takes it, or a stop signal comes that is being caught.
 // Throws OutputFailed and StoppedInOutput, which main makes the exit status of.

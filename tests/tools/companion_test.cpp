@@ -337,6 +337,11 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
       {"top --sort laod", kWrongCommandLine, "\"laod\" is no key to sort by; did you mean \"load\"?"},
       {"ask --help >/dev/full", kOutputFailed, "standard output cannot be written: No space left"},
       {"--version", kDone, "nimbolspctl "},
+      {"--version >&-", kOutputFailed, "standard output cannot be written: it is closed"},
+      {"--version <&- >&-", kOutputFailed, "standard output cannot be written: it is closed"},
+      {"--version >/dev/null; mkfifo left; exec 3<>left 4>left 3<&-; " NIMBOLSPCTL_PROGRAM
+       " --version >&4; status=$?; [ -s output ] || echo silent; exit $status",
+       kOutputFailed, "silent\n"},
       {"--version >/dev/full", kOutputFailed, "standard output cannot be written: No space left"},
       {"simulate", kWrongCommandLine, "simulate wants --server or --profile"},
       {"simulate --server 0,used", kWrongCommandLine, "nimbolspctl: --server 0,used: used is a number"},
