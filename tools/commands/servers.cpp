@@ -59,8 +59,10 @@ Survey survey(const Line& line, int stopDescriptor) {
   for (const std::string& word : line.words) {
     if (isAddressAndPort(word)) {
       named.servers.push_back({word, parseServerEntry(word)});
+    } else if (access(word.c_str(), F_OK) != 0) {
+      throw std::invalid_argument("\"" + word + "\" is neither a file nor ADDRESS:PORT (a dotted address)");
     } else if (line.words.size() > 1 || line.profileOption.wasGiven()) {
-      throw std::invalid_argument("\"" + word + "\" is no ADDRESS:PORT with an IPv4 address");
+      throw std::invalid_argument("\"" + word + "\" is no ADDRESS:PORT, and a profile stands alone");
     } else {
       path = word;
     }
