@@ -49,7 +49,7 @@ TEST(ServePages, AnswerByMethodPathAndHost) {
   } cases[] = {{"GET", "/", "", 200, "text/html"},
                {"HEAD", "/metrics", "127.0.0.1:80", 200, "text/plain; version=0.0.4"},
                {"GET", "/api/v1/servers", "[::1]:80", 200, "application/json"},
-               {"GET", "/api/v1/servers/", "localhost", 404, "text/plain"},
+               {"GET", "/api/v1/servers/", "LocalHost:80", 404, "text/plain"},
                {"POST", "/", "localhost", 405, "text/plain"},
                {"get", "/", "localhost", 405, "text/plain"},
                {"GET", "/", "127.0.0.1.example", 421, "text/plain"}};
@@ -123,7 +123,7 @@ TEST(ServeAddress, ReadsWhatIsMeantAndKnowsThisMachine) {
   const struct {
     const char *text, *read;
     bool loopback;
-  } cases[] = {{"5980", "127.0.0.1:5980", true},       {"localhost:0", "127.0.0.1:0", true},
+  } cases[] = {{"5980", "127.0.0.1:5980", true},       {"LOCALHOST:0", "127.0.0.1:0", true},
                {"[::1]:1", "[::1]:1", true},           {"127.9.9.9:65535", "127.9.9.9:65535", true},
                {"0.0.0.0:80", "0.0.0.0:80", false},    {"[::]:80", "[::]:80", false},
                {"128.0.0.1:80", "128.0.0.1:80", false}};

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -38,7 +39,7 @@ bool parsePort(const std::string& text, std::uint16_t& port) {
 bool parseHost(const std::string& host, std::uint16_t port, ListenAddress& address) {
   in_addr four{};
   in6_addr six{};
-  if (inet_pton(AF_INET, host == "localhost" ? "127.0.0.1" : host.c_str(), &four) == 1) {
+  if (inet_pton(AF_INET, namesThisMachine(host) ? "127.0.0.1" : host.c_str(), &four) == 1) {
     const sockaddr_in socket = addressOf(four.s_addr, port);
     std::memcpy(&address.socket, &socket, sizeof socket);
     address.size = sizeof socket;
@@ -70,6 +71,11 @@ std::string ListenAddress::text() const {
   }
   inet_ntop(AF_INET, &fourOf(*this).sin_addr, host, sizeof host);
   return std::string(host) + ":" + std::to_string(ntohs(fourOf(*this).sin_port));
+}
+
+bool namesThisMachine(std::string_view host) {
+  constexpr std::string_view kName = "localhost";
+  return host.size() == kName.size() && strncasecmp(host.data(), kName.data(), kName.size()) == 0;
 }
 
 ListenAddress parseListenAddress(const std::string& text) {

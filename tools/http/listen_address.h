@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "service/wire/descriptor.h"
 
@@ -20,6 +21,9 @@ struct ListenAddress {
   // "127.0.0.1:5980", "[::1]:5980".
   std::string text() const;
 };
+
+// Whether the text is "localhost", in any case, as host names are.
+bool namesThisMachine(std::string_view host);
 
 // Reads "127.0.0.1:5980", "[::1]:5980", "localhost:5980" or "5980", which is on 127.0.0.1. Port 0 is a free
 // one. Throws std::invalid_argument with a sentence.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "tools/http/listen_address.h"
 #include "tools/http/metrics.h"
 #include "tools/http/servers_json.h"
 #include "tools/http/status_page.h"
@@ -23,7 +24,7 @@ std::string_view nameIn(std::string_view host) {
 
 bool isAddress(std::string_view host) {
   const std::string_view name = nameIn(host);
-  if (name.empty() || name == "localhost" || name.front() == '[') return true;
+  if (name.empty() || namesThisMachine(name) || name.front() == '[') return true;
   return std::ranges::all_of(name, [](unsigned char c) { return std::isdigit(c) != 0 || c == '.'; });
 }
 
