@@ -1,6 +1,7 @@
 #include "tools/polling/standing.h"
 
 #include "service/balance.h"
+#include "service/wire/numbers.h"
 
 namespace nimbolsp::tools {
 
@@ -29,7 +30,13 @@ Standing standingOf(const Statistics& statistics, std::int32_t bucketSize) {
                       std::to_string(standing.average));
   }
   if (limit == 0) remarks.emplace_back("limit 0: load 0 until the next poll, however many requests come");
-  if (const std::int64_t exact = exactQuotient(std::int64_t{used} * 100, limit); exact != standing.load) {
+  if (const std::int64_t product = std::int64_t{used} * 100;
+      limit != 0 && product != wrapMultiply(used, 100)) {
+    remarks.push_back("used " + std::to_string(used) +
+                      ": 100 times that does not fit 32 bits, so the load is " +
+                      std::to_string(wrapMultiply(used, 100)) + " / " + std::to_string(limit) +
+                      ", counted as " + std::to_string(standing.load) + "%");
+  } else if (const std::int64_t exact = exactQuotient(product, limit); exact != standing.load) {
     remarks.push_back("load " + std::to_string(exact) + "% does not fit: counts as " +
                       std::to_string(standing.load) + "%");
   }
