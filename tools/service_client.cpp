@@ -12,6 +12,7 @@
 #include "service/wire/addresses.h"
 #include "service/wire/descriptor.h"
 #include "service/wire/request_protocol.h"
+#include "tools/polling/shortage.h"
 
 namespace nimbolsp::tools {
 
@@ -125,7 +126,9 @@ ServiceAnswer askService(const ServiceAddress& service, const std::string& pool,
   ServiceAnswer answer;
   Call call(timeout, stopDescriptor);
   if (!call.connectTo(service)) {
-    answer.failure = "cannot connect to " + service.text() + ": " + std::strerror(errno);
+    answer.shortage = isShortage(errno);
+    answer.failure = answer.shortage ? service.text() + " was not asked: " + shortageText(errno)
+                                     : "cannot connect to " + service.text() + ": " + std::strerror(errno);
   } else if (const std::string fault = exchange(call, pool, answer.server); !fault.empty()) {
     answer.failure = service.text() + " " + fault;
   }

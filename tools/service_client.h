@@ -17,8 +17,9 @@ struct ServiceAddress {
 
 struct ServiceAnswer {
   bool answered = false;
-  std::string server;                 // the server's text; empty for none
-  std::string failure;                // a sentence; empty when it answered
+  bool shortage = false;  // was not asked: this program itself lacked a descriptor, memory or a port
+  std::string server;     // the server's text; empty for none
+  std::string failure;    // a sentence; empty when it answered
   std::chrono::microseconds took{0};  // from the connect to the last byte
 };
 

@@ -78,6 +78,11 @@ TEST(LiveProgram, TellsWhatIsSeenAndExitsWithItsStatus) {
     EXPECT_EQ(companion(folder, row.arguments), row.status) << row.arguments;
     EXPECT_NE(folder.read("output").find(row.told), std::string::npos) << folder.read("output");
   }
+#if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)  // which want descriptors themselves
+  companion(folder, "--version; ulimit -n 6; " NIMBOLSPCTL_PROGRAM " top --profile one.ini --timeout 50");
+  const char* const told = "0 answer, 0 do not, 0 full, 0 flaps, 1 not polled: nimbolspctl has too few descr";
+  EXPECT_NE(folder.read("output").find(told), std::string::npos) << folder.read("output");
+#endif
 }
 
 // Servers "a:1", "a:2" and so on with loads; kNoLoad: refused.

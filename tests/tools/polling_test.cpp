@@ -2,6 +2,7 @@
 // the figures, one request to the service, and the nearest word.
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
+#include <sys/resource.h>
 
 #include <optional>
 
@@ -9,6 +10,7 @@
 #include "tools/nearest.h"
 #include "tools/polling/monitor.h"
 #include "tools/polling/poll_round.h"
+#include "tools/polling/shortage.h"
 #include "tools/polling/standing.h"
 #include "tools/service_client.h"
 
@@ -67,6 +69,37 @@ TEST(PollRound, NoServerHoldsItUpLongerThanTheTimeOut) {
   EXPECT_EQ(describe(pollServers(endpoints, kFar, stop.number())[0], kFar), "not polled");
 }
 
+// The process may open so many more descriptors, until the end of the scope.
+class FewDescriptors {
+ public:
+  explicit FewDescriptors(std::size_t more) {
+    getrlimit(RLIMIT_NOFILE, &former_);
+    const rlimit few{former_.rlim_cur - freeDescriptors() + more, former_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+  }
+  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &former_); }
+
+ private:
+  rlimit former_{};
+};
+
+TEST(PollRound, WaitsForDescriptorsAndTakesTheirLackForNoFailureOfAServer) {
+  const Descriptor silent(bindPort());
+  listen(silent.number(), 8);
+  const std::string entry = "127.0.0.1:" + std::to_string(portOf(silent.number()));
+  const std::vector<ServerEndpoint> endpoints(3, parseServerEntry(entry));
+  const char* const lack = "not polled: nimbolspctl has too few descriptors: Too many open files";
+  for (const std::size_t more : {0U, 1U, 2U}) {
+    const FewDescriptors few(more);
+    for (const PollResult& result : pollServers(endpoints, kNear, -1)) {
+      EXPECT_EQ(describe(endpoints[0], result, kNear), more < 2 ? lack : "no answer within 50 ms") << more;
+    }
+  }
+  const FewDescriptors none(0);
+  EXPECT_EQ(askService({"127.0.0.1", 1}, "", kNear).failure,
+            "127.0.0.1:1 was not asked: nimbolspctl has too few descriptors: Too many open files");
+}
+
 TEST(Monitor, CountsFailuresAndFlapsAndEndsAmidAPoll) {
   FakeServer server;
   const RunningServer silent("0,behave=silent");
@@ -78,6 +111,7 @@ TEST(Monitor, CountsFailuresAndFlapsAndEndsAmidAPoll) {
   profile.pools = {poolOf(server.entry()), poolOf(silent.address())};
   std::optional<Monitor> monitor;
   monitor.emplace(profile, MonitorOptions{{"127.0.0.1", portOf(refusing.number())}, kFar, milliseconds(5)});
+  monitor->start();
   const auto seen = [&] { return monitor->picture()->pools[0].servers[0]; };
   EXPECT_TRUE(eventually([&] { return seen().answers; }));
   const ServerState first = seen();

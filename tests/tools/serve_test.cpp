@@ -98,6 +98,12 @@ TEST(ServeTexts, MetricsTellHostileAndEqualNamesApart) {
   }
   EXPECT_EQ(text.find("nimbolsp_server_load_ratio" + pool + "a (2)"), std::string::npos);
   EXPECT_EQ(text.find("\nnimbolsp_up "), std::string::npos);  // not asked yet
+  dead.last = {PollEnd::kShortage, EMFILE, {}, {}};
+  const std::string lacking = metricsOf(pictureOf({answering("a", 0), dead}));
+  EXPECT_EQ(lacking.find("\nnimbolsp_pool_servers_up{"),
+            std::string::npos);  // nobody is told of dead servers
+  EXPECT_NE(lacking.find("\nnimbolsp_pool_servers_unpolled" + pool.substr(0, pool.find(",server")) + "} 1\n"),
+            std::string::npos);
 }
 
 TEST(ServeTexts, JsonHoldsTheFiguresAndIsPlainAscii) {

@@ -1,12 +1,13 @@
 // "serve": the figures of all servers over HTTP, for browsers and monitoring.
 #include <poll.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 #include "service/wire/process_limits.h"
 #include "tools/commands/command.h"
@@ -16,6 +17,7 @@
 #include "tools/http/listen_address.h"
 #include "tools/http/pages.h"
 #include "tools/polling/monitor.h"
+#include "tools/polling/shortage.h"
 #include "tools/process.h"
 
 namespace nimbolsp::tools {
@@ -54,25 +56,25 @@ int run(const Line& line) {
                                 ", and there is no password: give --allow-remote if that is meant");
   }
   const EffectiveProfile profile = loadFaultlessProfile(line.service.profile);
-  const MonitorOptions options{line.service.resolved(profile), line.service.timeout(), {}};
   const Descriptor stop = catchStopSignals();
   raiseDescriptorLimit();
+  HttpLimits limits;
+  limits.connections = std::clamp<std::size_t>(freeDescriptors() / 4, 1, limits.connections);
+  if (!address.isLoopback()) limits.perAddress = kRemotePlaces;
+  Monitor monitor(
+      profile,
+      {line.service.resolved(profile), line.service.timeout(), {}, limits.connections + limits.spare()});
+  std::optional<HttpServer> server;
   try {
-    Descriptor listening = listenOn(address);
-    const Monitor monitor(profile, options);
-    HttpLimits limits;
-    if (!address.isLoopback()) limits.perAddress = kRemotePlaces;
-    HttpServer server(std::move(listening), Pages([&] { return monitor.picture(); }, line.allowRemote),
-                      limits);
-    print("serving on http://" + address.text() + "/\n");
-    pollfd watched{stop.number(), POLLIN, 0};
-    while (poll(&watched, 1, kTick) <= 0) server.endLateConnections();
-  } catch (const OutputFailed&) {
-    throw;
+    server.emplace(listenOn(address), Pages([&] { return monitor.picture(); }, line.allowRemote), limits);
   } catch (const std::runtime_error& error) {
     complain(error.what());
     return kNotListening;
   }
+  monitor.start();  // the polls would leave no descriptor to who comes later
+  print("serving on http://" + address.text() + "/\n");
+  pollfd watched{stop.number(), POLLIN, 0};
+  while (poll(&watched, 1, kTick) <= 0) server->endLateConnections();
   return kDone;
 }
 

@@ -2,6 +2,7 @@
 #include <arpa/inet.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <memory>
@@ -84,6 +85,13 @@ int run(const Line& line) {
   const Survey result = survey(line, stop.number());
   print(line.json ? surveyJson(result) : surveyTable(result));
   if (result.interrupted()) return kStoppedBySignal;
+  if (result.unpolled() > 0) {
+    const auto first = std::ranges::find(result.servers, PollEnd::kShortage,
+                                         [](const SurveyedServer& server) { return server.result.end; });
+    complain(std::to_string(result.unpolled()) + (result.unpolled() == 1 ? " server " : " servers ") +
+             describe(first->result, result.timeout));
+    return kSystemFailed;
+  }
   if (result.well() == 0) return kNoneAnswered;
   return result.well() < result.servers.size() ? kSomeDidNot : kDone;
 }

@@ -128,7 +128,7 @@ std::size_t plainWidth() {
 }
 
 bool isComplete(const Picture& picture) {
-  return picture.service.requests > 0 &&
+  return (picture.service.requests > 0 || !picture.service.shortage.empty()) &&
          std::ranges::all_of(picture.pools, [](const PoolState& pool) { return pool.rounds > 0; });
 }
 
@@ -174,7 +174,8 @@ int run(Line& line) {
     std::setlocale(LC_CTYPE, "");  // before there are threads, which read it
     line.state.unicode = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
   }
-  const Monitor monitor(profile, options);
+  Monitor monitor(profile, options);
+  monitor.start();
   if (!isLive) return runPlain(monitor, line.state, line.batch ? line.count : 1, signals.number());
   try {
     return runLive(monitor, line.state, signals.number());

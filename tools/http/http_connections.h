@@ -4,6 +4,7 @@
 
 #include <netinet/in.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <list>
@@ -15,6 +16,9 @@ struct HttpLimits {
   std::size_t connections = 256;     // a new one takes the place of the oldest one
   std::size_t perAddress = 256;      // of one peer's address; likewise
   std::chrono::seconds longest{15};  // from the connect to the last byte
+
+  // Places for connections that are told to end and have not yet.
+  std::size_t spare() const { return std::min<std::size_t>(32, connections + 4); }
 };
 
 class HttpConnections {

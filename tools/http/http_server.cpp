@@ -16,7 +16,6 @@ namespace {
 
 constexpr std::size_t kConnectionMemory = 8192;  // bytes: request line, headers and the answer's headers
 constexpr unsigned kSilenceSeconds = 5;
-constexpr unsigned kSpare = 32;  // places for connections that are told to end and have not yet
 
 void freeBody(void* body) {
   delete static_cast<Body*>(body);
@@ -96,7 +95,7 @@ MHD_Result HttpServer::Shared::handle(void* self, MHD_Connection* connection, co
 
 HttpServer::HttpServer(Descriptor listening, Pages pages, const HttpLimits& limits)
     : shared_(new Shared{std::move(pages), HttpConnections(limits)}) {
-  const auto bounded = [](std::size_t places) { return static_cast<unsigned>(places) + kSpare; };
+  const auto bounded = [&](std::size_t places) { return static_cast<unsigned>(places + limits.spare()); };
   // The library closes the one that it gets.
   const int handedOver = fcntl(listening.number(), F_DUPFD_CLOEXEC, 0);
   if (handedOver < 0) {  // the library would listen on a port of its own

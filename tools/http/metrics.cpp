@@ -32,20 +32,27 @@ double sinceEpoch(std::chrono::system_clock::time_point time) {
 }
 
 std::optional<double> whenAnswers(const ServerState& server, double value) {
-  return server.answers ? std::optional(value) : std::nullopt;
+  return server.isUp() ? std::optional(value) : std::nullopt;
 }
 
 std::optional<double> whenPolled(const ServerState& server, double value) {
-  return server.polls > 0 ? std::optional(value) : std::nullopt;
+  return server.isKnown() ? std::optional(value) : std::nullopt;
 }
 
 std::optional<double> whenAsked(const ServiceState& service, double value) {
-  return service.requests > 0 ? std::optional(value) : std::nullopt;
+  return service.isKnown() ? std::optional(value) : std::nullopt;
 }
 
 template <typename Condition>
 double countOf(const PoolState& pool, Condition condition) {
   return static_cast<double>(std::ranges::count_if(pool.servers, condition));
+}
+
+// Nothing while some could not be polled: the count would make them seem dead.
+template <typename Condition>
+std::optional<double> countWhenPolled(const PoolState& pool, Condition condition) {
+  const bool isWhole = std::ranges::none_of(pool.servers, &ServerState::isUnpolled);
+  return isWhole ? std::optional(countOf(pool, condition)) : std::nullopt;
 }
 
 constexpr Family<ServiceState> kServiceFamilies[] = {
@@ -65,14 +72,15 @@ constexpr Family<PoolState> kPoolFamilies[] = {
     {"nimbolsp_pool_servers", "gauge", "Servers of the pool.",
      [](const PoolState& p) { return std::optional<double>(p.servers.size()); }},
     {"nimbolsp_pool_servers_up", "gauge", "Servers of the pool that answered their last poll.",
-     [](const PoolState& p) {
-       return std::optional(countOf(p, [](const ServerState& s) { return s.answers; }));
-     }},
+     [](const PoolState& p) { return countWhenPolled(p, [](const ServerState& s) { return s.answers; }); }},
     {"nimbolsp_pool_servers_with_room", "gauge",
      "Servers of the pool that answer and have room: load below 100 %.",
      [](const PoolState& p) {
-       return std::optional(countOf(p, [](const ServerState& s) { return s.answers && s.standing.hasRoom; }));
+       return countWhenPolled(p, [](const ServerState& s) { return s.answers && s.standing.hasRoom; });
      }},
+    {"nimbolsp_pool_servers_unpolled", "gauge",
+     "Servers of the pool that this exporter could not poll for want of descriptors of its own.",
+     [](const PoolState& p) { return std::optional(countOf(p, &ServerState::isUnpolled)); }},
     {"nimbolsp_pool_poll_interval_seconds", "gauge", "Time between two polls of a server of the pool.",
      [](const PoolState& p) { return std::optional(seconds(p.interval)); }},
     {"nimbolsp_pool_poll_rounds_total", "counter", "Rounds of polls of the pool by this exporter.",

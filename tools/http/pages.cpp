@@ -48,6 +48,7 @@ const Picture& Pages::picture() {
 
 Reply Pages::health() {
   const ServiceState& service = picture().service;
+  if (!service.shortage.empty()) return textReply(503, service.shortage);
   if (service.answers) return textReply(200, "ok: the service at " + service.address.text() + " answers");
   if (service.requests == 0) return textReply(503, "the service was not asked yet");
   return textReply(503, "the service does not answer: " + service.last.failure);

@@ -17,11 +17,11 @@ std::int64_t milliseconds(Clock::time_point time) {
 }
 
 Json jsonOf(const ServiceState& service) {
-  const bool known = service.requests > 0;
+  const bool known = service.isKnown();
   return {{"address", service.address.text()},
           {"answers", known ? Json(service.answers) : Json()},
           {"sinceMilliseconds", known ? Json(milliseconds(service.since)) : Json()},
-          {"failure", jsonText(service.last.failure)},
+          {"failure", jsonText(service.shortage.empty() ? service.last.failure : service.shortage)},
           {"tookMilliseconds", inMilliseconds(service.last.took)},
           {"requests", service.requests},
           {"failures", service.failures}};
@@ -48,17 +48,18 @@ void addFigures(Json& json, const ServerState& server) {
 }
 
 Json jsonOf(const ServerState& server, std::chrono::milliseconds timeout) {
-  const bool known = server.polls > 0;
+  const bool known = server.isKnown();
   Json json = {{"server", jsonText(server.text)},
                {"answers", known ? Json(server.answers) : Json()},
                {"sinceMilliseconds", known ? Json(milliseconds(server.since)) : Json()},
+               {"unpolled", server.isUnpolled()},
                {"result", describe(server.endpoint, server.last, timeout)},
                {"tookMilliseconds", inMilliseconds(server.last.took)},
                {"polls", server.polls},
                {"failures", server.failures},
                {"flaps", server.flaps},
                {"historyPercent", historyOf(server)}};
-  if (server.answers) addFigures(json, server);
+  if (server.isUp()) addFigures(json, server);
   return json;
 }
 

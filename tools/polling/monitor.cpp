@@ -13,6 +13,7 @@
 
 #include "service/wire/descriptor.h"
 #include "service/wire/numbers.h"
+#include "tools/polling/shortage.h"
 
 namespace nimbolsp::tools {
 
@@ -22,6 +23,8 @@ using std::chrono::milliseconds;
 using namespace std::chrono_literals;
 
 constexpr milliseconds kServiceInterval{1000};
+constexpr std::size_t kOtherDescriptors =
+    3;  // the request to the service, and what the library opens now and then
 
 // As the service rounds it, and one second at least.
 milliseconds roundInterval(std::int32_t pollInterval) {
@@ -38,6 +41,11 @@ bool turn(State& state, bool answers, bool isFirst) {
 }
 
 void file(ServerState& server, const PollResult& result, std::int32_t bucketSize) {
+  if (result.end == PollEnd::kShortage) {  // says nothing of the server
+    server.last.end = result.end;
+    server.last.error = result.error;
+    return;
+  }
   const bool answers = result.end == PollEnd::kAnswered;
   if (turn(server, answers, server.polls == 0)) ++server.flaps;
   ++server.polls;
@@ -54,6 +62,7 @@ struct Monitor::Shared {
   Descriptor stop{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};  // readable once the monitor ends
   MonitorOptions options;
   std::vector<std::vector<ServerEndpoint>> endpoints;  // by pool; constant
+  std::size_t places = kSideBySide;                    // of a pool's round; constant once there are threads
 
   mutable std::mutex mutex;  // guards what follows
   mutable std::condition_variable changed;
@@ -99,7 +108,8 @@ struct Monitor::Shared {
   }
 
   void pollPool(std::size_t pool) {
-    const std::vector<PollResult> results = pollServers(endpoints[pool], options.timeout, stop.number());
+    const std::vector<PollResult> results =
+        pollServers(endpoints[pool], options.timeout, stop.number(), places);
     std::lock_guard hold(mutex);
     if (stopping) return;
     PoolState& state = now.pools[pool];
@@ -113,6 +123,8 @@ struct Monitor::Shared {
     std::lock_guard hold(mutex);
     if (stopping) return;
     ServiceState& service = now.service;
+    service.shortage = answer.shortage ? answer.failure : "";
+    if (answer.shortage) return tellChange();
     turn(service, answer.answered, service.requests == 0);
     ++service.requests;
     if (!answer.answered) ++service.failures;
@@ -143,7 +155,16 @@ Monitor::Monitor(const EffectiveProfile& profile, const MonitorOptions& options)
     }
     picture.pools.push_back(std::move(state));
   }
+}
+
+void Monitor::start() {
   Shared& shared = *shared_;
+  const Picture& picture = shared.now;  // which no other thread has yet
+  const std::size_t pools = picture.pools.size();
+  const std::size_t taken =
+      shared.options.keptDescriptors + kOtherDescriptors + pools;  // a pool has one more
+  const std::size_t available = std::max(freeDescriptors(), taken) - taken;
+  shared.places = std::clamp<std::size_t>(available / std::max<std::size_t>(pools, 1), 1, kSideBySide);
   for (std::size_t pool = 0; pool < picture.pools.size(); ++pool) {
     shared.threads.emplace_back([&shared, pool, interval = picture.pools[pool].interval] {
       shared.repeat(interval, [&shared, pool] { shared.pollPool(pool); });

@@ -32,6 +32,12 @@ struct ServerState {
   std::uint64_t failures = 0;
   std::uint64_t flaps = 0;           // how often `answers` changed, the first poll apart
   std::deque<std::int16_t> history;  // loads, the newest last
+
+  // Whether the last round told anything of the server; `last` tells what was lacking else. What is told of
+  // polls and answers above is from before that.
+  bool isKnown() const { return polls > 0 && !isUnpolled(); }
+  bool isUnpolled() const { return last.end == PollEnd::kShortage; }
+  bool isUp() const { return isKnown() && answers; }
 };
 
 struct PoolState {
@@ -49,6 +55,9 @@ struct ServiceState {
   std::uint64_t requests = 0;  // of this monitor
   std::uint64_t failures = 0;
   std::deque<std::chrono::microseconds> times;  // of its latest answers, the newest last
+  std::string shortage;  // why it could not even be asked the last time, a sentence; empty when it was asked
+
+  bool isKnown() const { return requests > 0 && shortage.empty(); }
 };
 
 struct Picture {
@@ -64,16 +73,21 @@ struct MonitorOptions {
   ServiceAddress service;
   std::chrono::milliseconds timeout{2000};  // of one poll, and of one request to the service
   std::chrono::milliseconds interval{0};    // instead of the profile's; 0: the profile's, 1 s at least
+  std::size_t keptDescriptors = 0;          // that the polls leave to others, where they can
 };
 
 class Monitor {
  public:
-  // Starts the threads; each begins with a round at once.
+  // Watches nothing yet.
   Monitor(const EffectiveProfile& profile, const MonitorOptions& options);
-  // Ends them, and the polls under way.
+  // Ends the threads, and the polls under way.
   ~Monitor();
   Monitor(const Monitor&) = delete;
   Monitor& operator=(const Monitor&) = delete;
+
+  // Starts the threads; each begins with a round at once. What else wants descriptors should have them by
+  // now. Throws std::system_error when they cannot be started.
+  void start();
 
   // The present picture, which never changes; the next one is another.
   std::shared_ptr<const Picture> picture() const;

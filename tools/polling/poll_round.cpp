@@ -1,15 +1,18 @@
 #include "tools/polling/poll_round.h"
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include "service/wire/addresses.h"
 #include "service/wire/descriptor.h"
+#include "tools/polling/shortage.h"
 
 namespace nimbolsp::tools {
 
@@ -17,7 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kSideBySide = 512;
+constexpr int kShortageLook = 10;  // milliseconds between two tries to get a descriptor
 constexpr std::uint64_t kStopMark = UINT64_MAX;
 
 // One poll under way.
@@ -32,29 +35,53 @@ struct Exchange {
 
 class Round {
  public:
-  Round(std::span<const ServerEndpoint> servers, std::chrono::milliseconds timeout, int stopDescriptor)
-      : servers_(servers), timeout_(timeout), results_(servers.size()), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
-    if (epoll_.number() < 0) {
-      results_.assign(servers.size(), {PollEnd::kNotConnected, errno, {}, {}});
-      stopped_ = true;
-      return;
-    }
-    exchanges_.resize(std::min(servers.size(), kSideBySide));
-    epoll_event stop{EPOLLIN, {.u64 = kStopMark}};
-    if (stopDescriptor >= 0) epoll_ctl(epoll_.number(), EPOLL_CTL_ADD, stopDescriptor, &stop);
-  }
+  Round(std::span<const ServerEndpoint> servers, std::chrono::milliseconds timeout, int stopDescriptor,
+        std::size_t places)
+      : servers_(servers),
+        timeout_(timeout),
+        stopDescriptor_(stopDescriptor),
+        results_(servers.size()),
+        exchanges_(std::min(servers.size(), places)) {}
 
   std::vector<PollResult> run() {
     while (!stopped_) {
-      fill();
-      if (underWay_ == 0) break;
-      waitAndStep();
-      endLateOnes();
+      if (openEpoll()) fill();
+      if (underWay_ > 0) {
+        waitAndStep();
+        endLateOnes();
+      } else if (next_ == servers_.size() || !waitForDescriptor()) {
+        break;
+      }
     }
     return std::move(results_);
   }
 
  private:
+  bool openEpoll() {
+    if (epoll_.number() >= 0) return true;
+    epoll_.replace(epoll_create1(EPOLL_CLOEXEC));
+    if (epoll_.number() < 0) {
+      shortage_ = errno;
+      return false;
+    }
+    epoll_event stop{EPOLLIN, {.u64 = kStopMark}};
+    if (stopDescriptor_ >= 0) epoll_ctl(epoll_.number(), EPOLL_CTL_ADD, stopDescriptor_, &stop);
+    return true;
+  }
+
+  // Nothing could be started: waits for a while, for others of this program may leave a descriptor. False
+  // when that took as long as a poll may; the rest is given up then.
+  bool waitForDescriptor() {
+    if (!shortSince_) shortSince_ = Clock::now();
+    if (Clock::now() - *shortSince_ >= timeout_) {
+      for (; next_ < servers_.size(); ++next_) results_[next_] = {PollEnd::kShortage, shortage_, {}, {}};
+      return false;
+    }
+    pollfd stop{stopDescriptor_, POLLIN, 0};
+    stopped_ = poll(&stop, 1, kShortageLook) > 0;
+    return true;
+  }
+
   // Starts polls in the free places.
   void fill() {
     for (std::size_t place = 0; place < exchanges_.size() && next_ < servers_.size(); ++place) {
@@ -70,9 +97,10 @@ class Round {
     exchange = {};
     exchange.socket.replace(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (exchange.socket.number() < 0) {
-      if (underWay_ == 0) results_[next_++] = {PollEnd::kNotConnected, errno, {}, {}};
-      return underWay_ == 0;
+      shortage_ = errno;
+      return false;
     }
+    shortSince_.reset();
     exchange.server = next_++;
     exchange.start = Clock::now();
     ++underWay_;
@@ -81,12 +109,12 @@ class Round {
     const int descriptor = exchange.socket.number();
     if (connect(descriptor, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0 &&
         errno != EINPROGRESS) {
-      finish(exchange, PollEnd::kNotConnected, errno);
+      finish(exchange, isShortage(errno) ? PollEnd::kShortage : PollEnd::kNotConnected, errno);
       return true;
     }
     epoll_event wanted{EPOLLIN | EPOLLOUT, {.u64 = place}};
     if (epoll_ctl(epoll_.number(), EPOLL_CTL_ADD, descriptor, &wanted) != 0) {
-      finish(exchange, PollEnd::kNotConnected, errno);
+      finish(exchange, PollEnd::kShortage, errno);
     }
     return true;
   }
@@ -180,6 +208,7 @@ class Round {
 
   const std::span<const ServerEndpoint> servers_;
   const std::chrono::milliseconds timeout_;
+  const int stopDescriptor_;
   const PollRequest request_ = encodePollRequest();
   std::vector<PollResult> results_;
   Descriptor epoll_;
@@ -187,6 +216,8 @@ class Round {
   std::size_t next_ = 0;             // the server whose poll starts next
   std::size_t underWay_ = 0;
   bool stopped_ = false;
+  int shortage_ = 0;                             // errno of the last try that got no descriptor
+  std::optional<Clock::time_point> shortSince_;  // with no poll under way; none while there are descriptors
 };
 
 }  // namespace
@@ -205,6 +236,8 @@ std::string describe(const PollResult& result, std::chrono::milliseconds timeout
       return "no answer within " + std::to_string(timeout.count()) + " ms";
     case PollEnd::kInterrupted:
       return "not polled";
+    case PollEnd::kShortage:
+      return "not polled: " + shortageText(result.error);
     case PollEnd::kNoReply:
       return result.error == 0 ? "closed before the whole reply" : std::strerror(result.error);
     default:
@@ -214,13 +247,15 @@ std::string describe(const PollResult& result, std::chrono::milliseconds timeout
 
 std::string describe(const ServerEndpoint& endpoint, const PollResult& result,
                      std::chrono::milliseconds timeout) {
-  const std::string fault = result.end == PollEnd::kAnswered ? "" : faultOf(endpoint);
+  const bool wasTried = result.end != PollEnd::kAnswered && result.end != PollEnd::kShortage;
+  const std::string fault = wasTried ? faultOf(endpoint) : "";
   return fault.empty() ? describe(result, timeout) : fault;
 }
 
 std::vector<PollResult> pollServers(std::span<const ServerEndpoint> servers,
-                                    std::chrono::milliseconds timeout, int stopDescriptor) {
-  return Round(servers, timeout, stopDescriptor).run();
+                                    std::chrono::milliseconds timeout, int stopDescriptor,
+                                    std::size_t places) {
+  return Round(servers, timeout, stopDescriptor, places).run();
 }
 
 }  // namespace nimbolsp::tools

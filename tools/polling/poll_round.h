@@ -19,11 +19,12 @@ enum class PollEnd {
   kNoReply,       // connected, and broken off before the whole reply had come
   kTimedOut,
   kInterrupted,  // not tried or not finished when the stop came
+  kShortage,     // not tried: this program itself lacked a descriptor, memory or a port
 };
 
 struct PollResult {
   PollEnd end = PollEnd::kInterrupted;
-  int error = 0;                      // errno of kNotConnected and kNoReply; 0 for an orderly end
+  int error = 0;                      // errno of all but kAnswered, kTimedOut; 0 for an orderly end
   std::chrono::microseconds took{0};  // from the connect to the end of the poll
   Statistics statistics;              // of kAnswered
 };
@@ -38,11 +39,15 @@ std::string describe(const PollResult& result, std::chrono::milliseconds timeout
 std::string describe(const ServerEndpoint& endpoint, const PollResult& result,
                      std::chrono::milliseconds timeout);
 
-// Polls every server once, at most 512 at a time. A server has `timeout` from its own connect on.
+inline constexpr std::size_t kSideBySide = 512;
+
+// Polls every server once. A server has `timeout` from its own connect on; for a descriptor that others of
+// this program may leave it is waited as long.
 //   stopDescriptor  ends the round when it becomes readable; -1: none
-// Returns a result a server, in the order given. One for which there is no descriptor at all is not
-// connected.
+//   places          how many are polled at a time at most; 1 or more
+// Returns a result a server, in the order given.
 std::vector<PollResult> pollServers(std::span<const ServerEndpoint> servers,
-                                    std::chrono::milliseconds timeout, int stopDescriptor);
+                                    std::chrono::milliseconds timeout, int stopDescriptor,
+                                    std::size_t places = kSideBySide);
 
 }  // namespace nimbolsp::tools

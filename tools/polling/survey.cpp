@@ -32,6 +32,11 @@ std::size_t Survey::well() const {
   return static_cast<std::size_t>(std::ranges::count_if(servers, &SurveyedServer::isWell));
 }
 
+std::size_t Survey::unpolled() const {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      servers, [](const SurveyedServer& server) { return server.result.end == PollEnd::kShortage; }));
+}
+
 bool Survey::interrupted() const {
   return std::ranges::any_of(
       servers, [](const SurveyedServer& server) { return server.result.end == PollEnd::kInterrupted; });

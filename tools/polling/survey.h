@@ -30,6 +30,7 @@ struct Survey {
 
   std::size_t answered() const;
   std::size_t well() const;
+  std::size_t unpolled() const;  // as this program itself lacked something
   bool interrupted() const;
 };
 

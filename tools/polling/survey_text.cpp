@@ -31,16 +31,18 @@ std::vector<std::string> rowOf(const SurveyedServer& server) {
     }
   } else {
     row.insert(row.end(), 8, "-");
-    row.emplace_back("no");
+    row.emplace_back(server.result.end == PollEnd::kShortage ? "-" : "no");
   }
   row.push_back(printable(joined(server.remarks)));
   return row;
 }
 
 std::string sumOf(const Survey& survey) {
-  const std::size_t all = survey.servers.size(), answered = survey.answered(), well = survey.well();
+  const std::size_t all = survey.servers.size(), answered = survey.answered(), well = survey.well(),
+                    unpolled = survey.unpolled();
   std::string sum = std::to_string(all) + (all == 1 ? " server: " : " servers: ") + std::to_string(answered) +
-                    " answered, " + std::to_string(all - answered) + " did not";
+                    " answered, " + std::to_string(all - answered - unpolled) + " did not";
+  if (unpolled > 0) sum += ", " + std::to_string(unpolled) + " not polled";
   if (well < answered) sum += "; " + std::to_string(answered - well) + " with a negative statistic";
   return sum + "\n";
 }
@@ -78,11 +80,9 @@ std::string surveyTable(const Survey& survey) {
 std::string surveyJson(const Survey& survey) {
   Json servers = Json::array();
   for (const SurveyedServer& server : survey.servers) servers.push_back(jsonOf(server));
-  const Json json{{"servers", std::move(servers)},
-                  {"total", survey.servers.size()},
-                  {"answered", survey.answered()},
-                  {"well", survey.well()},
-                  {"timeoutMilliseconds", survey.timeout.count()}};
+  const Json json{{"servers", std::move(servers)}, {"total", survey.servers.size()},
+                  {"answered", survey.answered()}, {"well", survey.well()},
+                  {"unpolled", survey.unpolled()}, {"timeoutMilliseconds", survey.timeout.count()}};
   return json.dump() + "\n";
 }
 

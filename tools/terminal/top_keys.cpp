@@ -56,22 +56,22 @@ std::string lower(std::string text) {
 }
 
 bool isTroubled(const ServerState& server) {
-  return server.polls > 0 && stateOf(server) != "good";
+  return (server.polls > 0 || server.isUnpolled()) && stateOf(server) != "good";
 }
 
 // By what the rows are sorted; the lowest comes first.
 std::int64_t rankOf(const ServerState& server, SortKey key) {
   switch (key) {
     case SortKey::kLoad:
-      return server.answers ? -std::int64_t{server.standing.load} : INT32_MAX;
+      return server.isUp() ? -std::int64_t{server.standing.load} : INT32_MAX;
     case SortKey::kTime:
-      return server.answers ? -server.last.took.count() : INT64_MAX;
+      return server.isUp() ? -server.last.took.count() : INT64_MAX;
     case SortKey::kFailures:
       return -static_cast<std::int64_t>(server.failures);
     case SortKey::kFlaps:
       return -static_cast<std::int64_t>(server.flaps);
     case SortKey::kList:
-      return server.answers ? server.standing.list : kAllocationLists;
+      return server.isUp() ? server.standing.list : kAllocationLists;
     default:
       return 0;
   }

@@ -40,6 +40,7 @@ std::string firstOf(const std::string& text, std::size_t columns) {
 }  // namespace
 
 std::string stateOf(const ServerState& server) {
+  if (server.isUnpolled()) return "unpolled";
   if (server.polls == 0) return "waiting";
   if (server.answers) {
     if (hasNegative(server.last.statistics)) return "negative";

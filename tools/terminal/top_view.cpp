@@ -40,8 +40,9 @@ const char* const kHelpLines[] = {
     " LIST allocation list      FLAP changes between answering and not",
     " MS   answer time in ms    FAIL failed polls      SINCE time in this state",
     " good; full: 100 % and above; odd: see the remarks; negative: a statistic is;",
-    " waiting: not yet polled; refused; silent: no answer in time; broken off",
-    " before the whole reply; unreachable; no address: nothing to connect to",
+    " waiting: not yet polled; unpolled: nimbolspctl had no descriptor; refused;",
+    " silent: no answer in time; broken off before the whole reply; unreachable;",
+    " no address: nothing to connect to",
     " Any key goes back."};
 
 // One column: its head, its width, and the cell of a row.
@@ -54,18 +55,18 @@ struct Column {
 
 Role roleOfState(const std::string& state) {
   if (state == "good") return Role::kGood;
-  if (state == "full" || state == "odd" || state == "negative") return Role::kWarning;
+  if (state == "full" || state == "odd" || state == "negative" || state == "unpolled") return Role::kWarning;
   return state == "waiting" ? Role::kDim : Role::kBad;
 }
 
 // Where a server has answered, the figure; else a dash.
 ScreenLine figure(const TopRow& row, const std::string& text) {
-  return row.server->answers ? ScreenLine{{text}} : ScreenLine{{"-", Role::kDim}};
+  return row.server->isUp() ? ScreenLine{{text}} : ScreenLine{{"-", Role::kDim}};
 }
 
 std::string remarks(const TopRow& row, std::chrono::milliseconds timeout) {
   const ServerState& server = *row.server;
-  if (server.polls == 0) return {};
+  if (server.polls == 0 && !server.isUnpolled()) return {};
   std::string text;
   for (const std::string& remark : remarksOf(server.endpoint, server.last, server.standing, timeout)) {
     text += (text.empty() ? "" : "; ") + remark;
@@ -140,7 +141,7 @@ class Columns {
 
   ScreenLine bar(const TopRow& row) const {
     const std::int16_t load = row.server->standing.load;
-    if (!row.server->answers) return {};
+    if (!row.server->isUp()) return {};
     const Role role = load >= kFullLoad ? Role::kBad : load >= kWarningLoad ? Role::kWarning : Role::kGood;
     return {{barText(load, bar_, unicode_), role}};
   }
@@ -193,6 +194,7 @@ ScreenLine titleLine(const Picture& picture, const TopState& state, SystemTime n
 
 ScreenLine serviceLine(const ServiceState& service, SystemTime now) {
   const std::string name = "Service " + service.address.text();
+  if (!service.shortage.empty()) return {{"Service " + service.shortage, Role::kWarning}};
   if (service.requests == 0) return {{name}, {" has not been asked yet", Role::kDim}};
   const std::string failed =
       "; " + std::to_string(service.failures) + " of " + std::to_string(service.requests) + " failed";
@@ -209,13 +211,17 @@ ScreenLine serviceLine(const ServiceState& service, SystemTime now) {
 }
 
 ScreenLine serversLine(const Picture& picture) {
-  std::size_t all = 0, waiting = 0, failed = 0, full = 0;
+  std::size_t all = 0, waiting = 0, unpolled = 0, failed = 0, full = 0;
   std::uint64_t flaps = 0;
+  std::string lacking;
   for (const PoolState& pool : picture.pools) {
     for (const ServerState& server : pool.servers) {
       ++all;
       flaps += server.flaps;
-      if (server.polls == 0) {
+      if (server.isUnpolled()) {
+        ++unpolled;
+        lacking = describe(server.last, picture.timeout);
+      } else if (server.polls == 0) {
         ++waiting;
       } else if (!server.answers) {
         ++failed;
@@ -230,13 +236,14 @@ ScreenLine serversLine(const Picture& picture) {
   ScreenLine line{
       {std::to_string(all) + (all == 1 ? " server, " : " servers, ") + std::to_string(picture.pools.size()) +
        (picture.pools.size() == 1 ? " pool: " : " pools: ")},
-      part(all - waiting - failed, " answer", Role::kGood),
+      part(all - waiting - unpolled - failed, " answer", Role::kGood),
       {", "},
       part(failed, " do not", Role::kBad),
       {", "},
       part(full, " full", Role::kWarning),
       {", "},
       part(flaps, " flaps", Role::kWarning)};
+  if (unpolled > 0) line.push_back({", " + std::to_string(unpolled) + " " + lacking, Role::kWarning});
   if (waiting > 0) line.push_back({", " + std::to_string(waiting) + " waiting", Role::kDim});
   return line;
 }
