@@ -24,8 +24,8 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 
-constexpr int kListening = 0x0A;         // a socket's state in /proc/net/tcp
-constexpr int kStartAfterName = 22 - 3;  // fields of /proc/PID/stat between the state and the start
+constexpr const char* kListening = " 0A ";  // between blanks: a socket's state in /proc/net/tcp
+constexpr int kStartAfterName = 22 - 3;     // fields of /proc/PID/stat between the state and the start
 
 // The entries of a folder that can be read; none for one that cannot.
 template <typename Use>
@@ -86,13 +86,14 @@ std::optional<std::uint64_t> listeningSocket(const ServiceAddress& service) {
   std::string line;
   std::getline(table, line);
   while (std::getline(table, line)) {
+    if (line.find(kListening) == std::string::npos) continue;  // of thousands, at times
     // sl local:port remote:port state tx:rx timer:when retransmits uid timeout inode
     std::istringstream fields(line);
-    std::string skipped, local, state;
+    std::string skipped, local;
     std::uint64_t number = 0;
-    fields >> skipped >> local >> skipped >> state;
-    for (int i = 0; i < 5; ++i) fields >> skipped;
-    if (!(fields >> number) || local.size() != 13 || std::stoi(state, nullptr, 16) != kListening) continue;
+    fields >> skipped >> local;
+    for (int i = 0; i < 7; ++i) fields >> skipped;
+    if (!(fields >> number) || local.size() != 13) continue;
     const auto address = static_cast<std::uint32_t>(std::stoul(local.substr(0, 8), nullptr, 16));
     const bool isOurs = address == INADDR_ANY || address == inet_addr(service.host.c_str());
     if (isOurs && std::stoi(local.substr(9), nullptr, 16) == (service.port & 0xFFFF)) return number;
@@ -113,6 +114,10 @@ pid_t ownerOf(std::uint64_t socketNumber) {
     if (const auto process = processOf(path); process && owner < 0 && hasOpen(path, target)) owner = *process;
   });
   return owner;
+}
+
+std::optional<std::uint64_t> startTicksOf(pid_t process) {
+  return startTicks("/proc/" + std::to_string(process));
 }
 
 std::optional<ProcessStart> startOf(pid_t process) {

@@ -30,7 +30,10 @@ struct ProcessStart {
   std::chrono::milliseconds newest{0};  // age of its newest thread, rather too low than too high
 };
 
-// When a process and its threads were started. None when there is no such process.
+// When a process was started, as ProcessStart has it: one look. None when there is no such process.
+std::optional<std::uint64_t> startTicksOf(pid_t process);
+
+// When a process and its threads were started: a look at each thread. None when there is no such process.
 std::optional<ProcessStart> startOf(pid_t process);
 
 }  // namespace nimbolsp::tools

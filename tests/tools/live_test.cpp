@@ -226,6 +226,7 @@ TEST(LiveProgram, WaitsForTheFirstPollsOfTheServiceThatRuns) {
   const TempFolder& folder = service.folder();
   EXPECT_EQ(companion(folder, "wait --polled --pid 999999999"), kServiceFailed);
   EXPECT_EQ(companion(folder, "wait --polled --timeout 1"), 1);
+  EXPECT_NE(folder.read("output").find("nobody answers at 127.0.0.1:"), std::string::npos);
   ASSERT_TRUE(service.startService());
   EXPECT_EQ(companion(folder, "ping"), kDone);
   EXPECT_EQ(companion(folder, "wait --polled"), kDone) << folder.read("output");

@@ -29,6 +29,7 @@ using std::chrono::milliseconds;
 
 constexpr int kTimedOut = 1;
 constexpr milliseconds kLook{100};        // between two looks at the service
+constexpr milliseconds kShortLook{50};    // likewise, at the end
 constexpr milliseconds kAbsence{10'000};  // how long the service may be away
 constexpr milliseconds kMargin{250};      // for threads that are woken late
 constexpr milliseconds kLongestPoll{2000};
@@ -84,7 +85,8 @@ class Waiting {
       const Sighting seen = look();
       if (const int status = seen.there ? arrive(seen) : miss(); status >= 0) return status;
       if (line_.service.timeoutMilliseconds > 0 && Clock::now() >= end_) {
-        complain("the time was over before every server had its first poll");
+        complain(known_.there ? "the time was over before every server had its first poll"
+                              : "the time was over, and nobody answers at " + service_.text());
         return kTimedOut;
       }
       if (!pause()) return kStoppedBySignal;
@@ -92,31 +94,47 @@ class Waiting {
   }
 
  private:
-  Sighting look() const {
+  // A look at the process is dear: it is taken when another socket listens, and by --pid when the time has
+  // come.
+  Sighting look() {
+    if (line_.process > 0 && known_.there && Clock::now() < due_ &&
+        startTicksOf(line_.process) == known_.identity) {
+      return known_;
+    }
     Sighting seen{false, 0, line_.process > 0 ? line_.process : -1, Clock::now()};
     if (seen.process < 0 && isLocal_) {
       const auto socket = listeningSocket(service_);
       seen.there = socket.has_value();
       seen.identity = socket.value_or(0);
       if (known_.there && seen.identity == known_.identity) return known_;
-      if (seen.there) seen.process = ownerOf(seen.identity);
+      if (seen.there && seen.identity != soughtSocket_) {
+        soughtSocket_ = seen.identity;
+        soughtOwner_ = ownerOf(seen.identity);
+      }
+      if (seen.there) seen.process = soughtOwner_;
     } else if (seen.process < 0) {
       seen.there = askService(service_, "", kPingTimeout, stop_.number()).answered;
     }
     if (seen.process < 0) return seen;
     const auto start = startOf(seen.process);
-    seen.there = start.has_value();
-    if (!start) return seen;
+    if (!start) {  // the socket may live on in another process, unseen
+      seen.process = -1;
+      seen.there &= line_.process <= 0;
+      return seen;
+    }
+    seen.there = true;
     if (line_.process > 0) seen.identity = start->ticks;
     seen.started = Clock::now() - start->newest;
     return seen;
   }
 
   // Whether the process of --pid is certainly not the one that listens.
-  bool isAnother() const {
+  bool isAnother() {
     if (line_.process <= 0 || !isLocal_) return false;
     const auto socket = listeningSocket(service_);
-    return socket && !hasSocket(line_.process, *socket).value_or(true);
+    if (!socket || *socket == soughtSocket_) return false;
+    soughtSocket_ = *socket;
+    return !hasSocket(line_.process, *socket).value_or(true);
   }
 
   // The service is there. Returns a status, or -1 to go on waiting.
@@ -208,7 +226,7 @@ class Waiting {
   bool pause() const {
     const auto left = known_.there ? std::chrono::ceil<milliseconds>(due_ - Clock::now()) : kLook;
     pollfd watched{stop_.number(), POLLIN, 0};
-    return poll(&watched, 1, static_cast<int>(std::clamp(left, milliseconds(1), kLook).count())) == 0;
+    return poll(&watched, 1, static_cast<int>(std::clamp(left, kShortLook, kLook).count())) == 0;
   }
 
   const Line& line_;
@@ -219,6 +237,8 @@ class Waiting {
   const Descriptor stop_ = catchStopSignals();
   const Clock::time_point end_ = Clock::now() + milliseconds(line_.service.timeoutMilliseconds);
   Sighting known_;
+  std::uint64_t soughtSocket_ = 0;  // the last one whose owner was sought; 0: none
+  pid_t soughtOwner_ = -1;          // what was found
   Clock::time_point due_;
   Clock::time_point absentSince_ = Clock::now();
 };
