@@ -11,11 +11,11 @@ namespace nimbolsp::tools {
 
 class AnswerCount {
  public:
-  // Servers that are counted each by itself; what is beyond counts together, as "(others)". So a service that
+  // Servers that are counted each by itself; what is beyond counts together, as "(others)". So a daemon that
   // makes up servers does not fill the memory.
   static constexpr std::size_t kMostServers = 10'000;
 
-  // Counts an answer: the text of the server that the service chose; empty for no server.
+  // Counts an answer: the text of the server that the daemon chose; empty for no server.
   void add(const std::string& server);
 
   // Counts a visit to that server that failed.
@@ -27,7 +27,7 @@ class AnswerCount {
   std::uint64_t failedVisits() const { return failedVisits_; }
 
   struct Row {
-    std::string server;  // as the service gave it; empty for no server
+    std::string server;  // as the daemon gave it; empty for no server
     std::uint64_t answers;
     double share;  // of all answers, 0 to 1
     std::uint64_t failedVisits;

@@ -1,4 +1,4 @@
-// What came of asking the service, as text and as JSON. Pure.
+// What came of asking the daemon, as text and as JSON. Pure.
 #pragma once
 
 #include <string>

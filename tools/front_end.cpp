@@ -44,7 +44,7 @@ void tell(const Round& round) {
   eventfd_write(round.changed.number(), 1);
 }
 
-// Brings a request to the server of an answer, as far as its service can tell: connects and closes.
+// Brings a request to the server of an answer, as far as its daemon can tell: connects and closes.
 bool visitServer(const std::string& server) {
   const ServerEndpoint endpoint = parseServerEntry(server);
   TcpSocket socket;
@@ -54,9 +54,12 @@ bool visitServer(const std::string& server) {
          socket.orderlyClose();
 }
 
-void recordFailure(Round& round, const std::string& failure) {
+void recordFailure(Round& round, const std::string& failure, bool shortage) {
   std::lock_guard hold(round.mutex);
-  if (!round.stopping) round.outcome.failure = failure;
+  if (!round.stopping) {
+    round.outcome.failure = failure;
+    round.outcome.shortage = shortage;
+  }
   round.stopping = true;
   round.stopOrEnd.notify_all();
   tell(round);
@@ -69,12 +72,12 @@ bool pauseBetween(Round& round) {
   return !round.stopping;
 }
 
-// One request, its visit, their count. False when the service gave no answer.
+// One request, its visit, their count. False when the daemon gave no answer.
 bool askOnce(Round& round) {
   const AskOptions& options = round.options;
   const ServiceAnswer answer = askService(options.service, options.pool, options.timeout);
   if (!answer.answered) {
-    recordFailure(round, answer.failure);
+    recordFailure(round, answer.failure, answer.shortage);
     return false;
   }
   const auto answered =
@@ -101,7 +104,7 @@ void runClient(const std::shared_ptr<Round>& round, std::int64_t count) {
       if (!askOnce(*round)) break;
     }
   } catch (const std::exception&) {
-    recordFailure(*round, "no memory left");  // so short that it needs none
+    recordFailure(*round, "no memory left", true);  // so short that it needs none
   }
   std::lock_guard hold(round->mutex);
   if (--round->running > 0) return;
@@ -115,7 +118,8 @@ void startClients(const std::shared_ptr<Round>& round) {
     try {
       std::thread(runClient, round, shareOf(options, i)).detach();
     } catch (const std::exception& error) {
-      recordFailure(*round, "cannot start " + std::to_string(options.clients) + " clients: " + error.what());
+      recordFailure(*round, "cannot start " + std::to_string(options.clients) + " clients: " + error.what(),
+                    true);
       std::lock_guard hold(round->mutex);
       round->running -= options.clients - i;
       return;

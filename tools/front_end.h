@@ -1,5 +1,5 @@
-// The front end: asks the service for a server of a pool, from any number of threads, and counts the answers.
-// Each request has a connection of its own, as the service wants it.
+// The front end: asks the daemon for a server of a pool, from any number of threads, and counts the answers.
+// Each request has a connection of its own, as the daemon wants it.
 #pragma once
 
 #include <chrono>
@@ -27,11 +27,12 @@ struct AskOutcome {
   DurationCount times;                   // of the requests that were answered
   std::chrono::microseconds elapsed{0};  // from the first request to the last answer
   bool interrupted = false;              // the stop came before all was done
-  std::string failure;                   // why the service could not be asked any more; empty when it could
+  bool shortage = false;                 // this program itself lacked a descriptor, memory or a port
+  std::string failure;                   // why the daemon could not be asked any more; empty when it could
 };
 
 // Asks until every request is answered, one of them fails, or `stopDescriptor` (-1: none) becomes readable. A
-// client that the service leaves waiting after a stop is left behind. A visit gives up after five seconds.
+// client that the daemon leaves waiting after a stop is left behind. A visit gives up after five seconds.
 AskOutcome ask(const AskOptions& options, int stopDescriptor);
 
 }  // namespace nimbolsp::tools

@@ -21,9 +21,7 @@ struct ReaderLeft : OutputFailed {
 };
 
 // A stop signal came while standard output or standard error took nothing.
-struct StoppedInOutput : std::runtime_error {
-  StoppedInOutput() : std::runtime_error("stopped by a signal") {}
-};
+struct StoppedInOutput {};
 
 // Opens standard output, if the program was started without it, so that no other file gets its number and all
 // that is written fails. To be called before anything is opened.

@@ -39,7 +39,7 @@ class Call {
       if (getsockopt(socket_.number(), SOL_SOCKET, SO_ERROR, &errno, &size) != 0 || errno != 0) return false;
     }
     if (!isConnectedToItself(socket_.number())) return true;
-    resetOnClose(socket_.number());  // the service may want the port
+    resetOnClose(socket_.number());  // the daemon may want the port
     errno = ECONNREFUSED;
     return false;
   }

@@ -1,4 +1,4 @@
-// One request to the service, as a front end makes it, on a connection of its own. Any number of threads may.
+// One request to the daemon, as a front end makes it, on a connection of its own. Any number of threads may.
 #pragma once
 
 #include <chrono>
@@ -23,7 +23,7 @@ struct ServiceAnswer {
   std::chrono::microseconds took{0};  // from the connect to the last byte
 };
 
-// Asks for a server of a pool, whose name has at most 255 bytes. The empty name asks for no pool: the service
+// Asks for a server of a pool, whose name has at most 255 bytes. The empty name asks for no pool: the daemon
 // answers, and nothing in it changes.
 //   timeout         for the whole of it; 0: none
 //   stopDescriptor  gives it up when it becomes readable; -1: none

@@ -1,4 +1,4 @@
-// The service's process, as it can be seen from outside by what the system tells of sockets and processes.
+// The daemon's process, as it can be seen from outside by what the system tells of sockets and processes.
 #pragma once
 
 #include <sys/types.h>

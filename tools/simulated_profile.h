@@ -1,4 +1,4 @@
-// The servers of a service's profile as simulated ones, on the ports that it names. Pure.
+// The servers of a daemon's profile as simulated ones, on the ports that it names. Pure.
 #pragma once
 
 #include <vector>

@@ -354,7 +354,7 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
       {"simulate --server 0,lmit=1", kWrongCommandLine, "unknown key \"lmit\"; did you mean \"limit\"?"},
       {"simulate --server 0 >/dev/full", kOutputFailed, "standard output cannot be written: No space left"},
       {"simulate --profile bad.ini", kWrongCommandLine,
-       "bad.ini: the service would not start: Each server pool must"},
+       "bad.ini: the daemon would not start: Each server pool must"},
       {"simulate --profile pools.ini --each used=7,average=50 --for 0", kDone, "7%     2\n"},
       {"simulate --profile pools.ini --server " + dead + ",used=5 --for 0", kDone, "5%     0\n"},
       {"simulate --profile pools.ini --script script --for 0", kDone, ",used=9,"},

@@ -1,4 +1,4 @@
-// What an operator sees of running servers and of the running service: the survey, the ping, the wait for the
+// What an operator sees of running servers and of the running daemon: the survey, the ping, the wait for the
 // first polls, and the live picture.
 #include <gtest/gtest.h>
 
@@ -37,7 +37,7 @@ TEST(Survey, PollsADestinationOnceAndTellsWhatIsOdd) {
   const struct {
     std::size_t row;
     const char* remark;
-  } told[] = {{0, "listed 2 times: the service counts each entry apart"},
+  } told[] = {{0, "listed 2 times: the daemon counts each entry apart"},
               {0, "divisor 0: list 0, whatever the dividend"},
               {0, "full: handed out only when no server has room"},
               {1, "the port counts as 0: never reached"},
@@ -64,7 +64,7 @@ TEST(LiveProgram, TellsWhatIsSeenAndExitsWithItsStatus) {
     const char* told;
   } cases[] = {
       {"servers one.ini", kDone, "1 server: 1 answered, 0 did not\n"},
-      {"servers --profile half.ini", kDone, "half.ini: the service would not start: "},
+      {"servers --profile half.ini", kDone, "half.ini: the daemon would not start: "},
       {"servers none.ini", kWrongCommandLine, "none.ini names no server"},
       {"servers one.ini two.ini", kWrongCommandLine, "\"one.ini\" is no ADDRESS:PORT"},
       {"servers localhost:80", kWrongCommandLine, "\"localhost:80\" is neither a file nor ADDRESS:PORT"},
@@ -230,7 +230,7 @@ TEST(LiveProgram, WaitsForTheFirstPollsOfTheServiceThatRuns) {
   ASSERT_TRUE(service.startService());
   EXPECT_EQ(companion(folder, "ping"), kDone);
   EXPECT_EQ(companion(folder, "wait --polled"), kDone) << folder.read("output");
-  EXPECT_GE(server.polls(), 2);  // its own, and the service's
+  EXPECT_GE(server.polls(), 2);  // its own, and the daemon's
   EXPECT_EQ(companion(folder, "wait --polled --pid " + std::to_string(service.pid())), kDone);
   EXPECT_EQ(service.stopService(), 0);
 }

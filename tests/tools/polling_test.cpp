@@ -1,5 +1,5 @@
-// What the companion's commands look at the service and its servers with: a round of polls, what it makes of
-// the figures, one request to the service, and the nearest word.
+// What the companion's commands look at the daemon and its servers with: a round of polls, what it makes of
+// the figures, one request to the daemon, and the nearest word.
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
@@ -170,7 +170,7 @@ TEST(Standing, TellsWhatIsOddInTheFigures) {
         0,
         0,
         true,
-        {"negative statistic: the service reports it and uses it",
+        {"negative statistic: the daemon reports it and uses it",
          "negative load: preferred to every other server of its list"}}},
   };
   for (const auto& c : cases) {

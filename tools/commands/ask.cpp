@@ -23,14 +23,14 @@ constexpr std::int32_t kMaximumClients = 1000;
 constexpr std::int64_t kMaximumCount = 1'000'000'000'000;
 
 const char* const kHelp =
-    R"(The table shows how often each server was chosen, most often first; the line below it, how fast the service
+    R"(The table shows how often each server was chosen, most often first; the line below it, how fast the daemon
 answers. The time of an answer runs from the connect to the last byte, and half (p50) or 99 in 100 (p99) took no
 longer than is said. Bytes that are no printable ASCII characters are shown as \xHH, a backslash as \\. SIGINT and
 SIGTERM end it; what was answered until then is shown.
 Examples:
   nimbolspctl ask Web -n 1000 --clients 4
   nimbolspctl ask Web --host 10.0.0.5 --port 5900 -n 0 --interval 100 --visit
-Exit status: 0 every request was answered with a server, 1 at least one was answered with no server, 3 the service
+Exit status: 0 every request was answered with a server, 1 at least one was answered with no server, 3 the daemon
 could not be reached or broke off (what was answered until then is shown), 4 a visit failed, 64 the command line is
 wrong or the profile has no port, 74 the output could not be written, 130 stopped by a signal before an answer. The
 first of 3, 130, 1, 4 that applies.)";
@@ -45,7 +45,7 @@ struct Line {
 
 int statusOf(const AskOutcome& outcome) {
   const AnswerCount& answers = outcome.answers;
-  if (!outcome.failure.empty()) return kServiceFailed;
+  if (!outcome.failure.empty()) return outcome.shortage ? kSystemFailed : kServiceFailed;
   if (outcome.interrupted && answers.total() == 0) return kStoppedBySignal;
   if (answers.withoutServer() > 0) return kNoServerAnswered;
   return answers.failedVisits() > 0 ? kVisitFailed : kDone;

@@ -1,4 +1,4 @@
-// "check": what the service makes of a profile, and everything in it that is wrong.
+// "check": what the daemon makes of a profile, and everything in it that is wrong.
 #include <algorithm>
 #include <chrono>
 #include <memory>
@@ -24,7 +24,7 @@ constexpr double kHighestRate = 1e9;
 
 const char* const kFooter =
     R"(Every finding is a line "FILE:LINE: error|warning: what. consequence. remedy. [kind]", at most 1,000
-of a kind; an error is where the service would not start or loads something else than the file visibly says.
+of a kind; an error is where the daemon would not start or loads something else than the file visibly says.
 In JSON a byte of 0x80 and above in a name or text is the character of that number.
 
 Examples:

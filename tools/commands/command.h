@@ -10,7 +10,7 @@ class Options;
 
 // Exit statuses that mean the same in every command. Each has more of its own, which its help tells.
 inline constexpr int kDone = 0;
-inline constexpr int kServiceFailed = 3;      // the service could not be reached or broke off
+inline constexpr int kServiceFailed = 3;      // the daemon could not be reached or broke off
 inline constexpr int kWrongCommandLine = 64;  // EX_USAGE of sysexits
 inline constexpr int kSystemFailed = 71;      // EX_OSERR: no memory, thread or descriptor was left
 inline constexpr int kOutputFailed = 74;      // EX_IOERR: standard output could not be written

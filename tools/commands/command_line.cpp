@@ -87,7 +87,7 @@ std::vector<std::string> optionNames(const Command& command) {
 
 int runCommandLine(const std::vector<std::string>& words) {
   CLI::App program{
-      "Companion of the Nimbo Web Client Load Sharing Process: shows what the service will do, what it\n"
+      "Companion of the Nimbo Web Client Load Sharing Process: shows what the daemon will do, what it\n"
       "does and what is wrong, and plays its neighbours.",
       "nimbolspctl"};
   program.set_version_flag("--version", kVersion);

@@ -1,4 +1,4 @@
-// "ping": asks the service whether it is there, and touches no pool.
+// "ping": asks the daemon whether it is there, and touches no pool.
 #include <poll.h>
 
 #include <algorithm>
@@ -24,12 +24,12 @@ constexpr double kLongestWait = 86'400;  // seconds
 constexpr milliseconds kPause{100};      // between two attempts
 
 const char* const kHelp =
-    R"(One request with an empty pool name: the service answers it as any other, and nothing in its pools changes. The
+    R"(One request with an empty pool name: the daemon answers it as any other, and nothing in its pools changes. The
 time is that from the connect to the answer's last byte. It waits behind what other clients ask just then.
 Examples:
   nimbolspctl ping --profile /opt/nimbolsp/nimbolsp.ini
   nimbolspctl ping --port 5980 --wait 30
-Exit status: 0 the service answered, 3 it did not, 64 the command line is wrong or the profile has no port, 74 the
+Exit status: 0 the daemon answered, 3 it did not, 64 the command line is wrong or the profile has no port, 74 the
 output could not be written, 130 interrupted.)";
 
 struct Line {
@@ -72,6 +72,7 @@ int run(const Line& line) {
     }
     if (!isLast) continue;
     tell(service, answer, attempts, line.json);
+    if (answer.shortage) return kSystemFailed;
     return answer.answered ? kDone : kServiceFailed;
   }
 }
@@ -82,7 +83,7 @@ Runner declarePing(Options& options) {
   const auto line = std::make_shared<Line>();
   addServiceOptions(options, line->service);
   options.number("--wait", line->waitSeconds, "SECONDS",
-                 "Ask again until the service answers, for so long at most\n"
+                 "Ask again until the daemon answers, for so long at most\n"
                  "(default 0: ask once)",
                  0, kLongestWait);
   options.flag("--json", line->json, "Print one JSON object");

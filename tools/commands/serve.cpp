@@ -33,7 +33,7 @@ const char* const kHelp =
   /                a status page for browsers
   /metrics         the figures for Prometheus
   /api/v1/servers  the figures as JSON
-  /healthz         200 when the service answers, 503 when it does not
+  /healthz         200 when the daemon answers, 503 when it does not
 
 There is no password: who reaches the port sees all servers. So it listens on addresses of this machine alone,
 unless --allow-remote is given. SIGINT and SIGTERM end it.

@@ -25,8 +25,8 @@ constexpr int kSomeDidNot = 1;
 constexpr int kNoneAnswered = 2;
 
 const char* const kHelp =
-    R"(Each server is asked by the service's own protocol, all side by side; the service itself takes no part. LIST is
-the allocation list where the service would file the server, ROOM whether its load is below 100 %, so that the normal
+    R"(Each server is asked by the daemon's own protocol, all side by side; the daemon itself takes no part. LIST is
+the allocation list where the daemon would file the server, ROOM whether its load is below 100 %, so that the normal
 search may hand it out. A server that several entries name is polled once.
 Examples:
   nimbolspctl servers /opt/nimbolsp/nimbolsp.ini

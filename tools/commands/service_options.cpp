@@ -16,7 +16,7 @@ std::string faultOfAddress(const std::string& host) {
 }
 
 std::string wouldNotStart(const std::string& path, const EffectiveProfile& profile) {
-  return path + ": the service would not start: " + profile.errorText();
+  return path + ": the daemon would not start: " + profile.errorText();
 }
 
 }  // namespace
@@ -35,7 +35,7 @@ ServiceAddress ServiceOptions::resolved(const EffectiveProfile& read) const {
 EffectiveProfile loadProfile(const std::string& path) {
   EffectiveProfile profile = readEffectiveProfile(path);
   if (profile.pools.empty())
-    throw std::invalid_argument(path + " names no server that the service would poll");
+    throw std::invalid_argument(path + " names no server that the daemon would poll");
   if (profile.error != 0) complain(wouldNotStart(path, profile) + "; shown are the pools before the fault");
   return profile;
 }
@@ -48,7 +48,7 @@ EffectiveProfile loadFaultlessProfile(const std::string& path) {
 
 Option addProfileOption(Options& options, std::string& profile) {
   return options.text("--profile", profile, "FILE",
-                      "The service's profile (default " + std::string(kDefaultProfile) + ", in this folder)");
+                      "The daemon's profile (default " + std::string(kDefaultProfile) + ", in this folder)");
 }
 
 void addTimeoutOption(Options& options, std::int64_t& milliseconds, const std::string& what) {
@@ -58,9 +58,9 @@ void addTimeoutOption(Options& options, std::int64_t& milliseconds, const std::s
 
 void addAddressOptions(Options& options, ServiceOptions& service) {
   addProfileOption(options, service.profile);
-  options.text("--host", service.address.host, "ADDRESS", "The service's address, dotted (default 127.0.0.1)")
+  options.text("--host", service.address.host, "ADDRESS", "The daemon's address, dotted (default 127.0.0.1)")
       .checked(faultOfAddress);
-  options.number("--port", service.address.port, "PORT", "The service's port (default: the profile's)", 1,
+  options.number("--port", service.address.port, "PORT", "The daemon's port (default: the profile's)", 1,
                  65535);
 }
 

@@ -1,4 +1,4 @@
-// The options by which a command finds the service and its profile: the same words in every command.
+// The options by which a command finds the daemon and its profile: the same words in every command.
 #pragma once
 
 #include <chrono>
@@ -21,7 +21,7 @@ struct ServiceOptions {
 
   std::chrono::milliseconds timeout() const { return std::chrono::milliseconds(timeoutMilliseconds); }
 
-  // The service's address: the port of the command line, or else the profile's. Throws std::invalid_argument
+  // The daemon's address: the port of the command line, or else the profile's. Throws std::invalid_argument
   // with a sentence when the profile has none or cannot be read.
   ServiceAddress resolved() const;
 
@@ -29,12 +29,12 @@ struct ServiceOptions {
   ServiceAddress resolved(const EffectiveProfile& read) const;
 };
 
-// What the service makes of a profile that names a server, for a command that shows all pools it can. Warns
-// on standard error when the service would not start with it: the pools behind the fault are missing. Throws
+// What the daemon makes of a profile that names a server, for a command that shows all pools it can. Warns
+// on standard error when the daemon would not start with it: the pools behind the fault are missing. Throws
 // std::invalid_argument with a sentence when it cannot be read or names no server.
 EffectiveProfile loadProfile(const std::string& path);
 
-// The same for a command that wants all pools: throws also when the service would not start with it.
+// The same for a command that wants all pools: throws also when the daemon would not start with it.
 EffectiveProfile loadFaultlessProfile(const std::string& path);
 
 // Declares --profile. Returns the option, for what goes with it or excludes it.

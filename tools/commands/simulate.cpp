@@ -174,7 +174,7 @@ Runner declareSimulate(Options& options) {
              "A server to simulate (see below); any number of times")
       .oneWordEach();
   const Option profile = options.text("--profile", line->profile, "FILE",
-                                      "Simulate all servers that a profile of the service names, at\n"
+                                      "Simulate all servers that a profile of the daemon names, at\n"
                                       "their addresses, which are of 127.0.0.0/8; a --server with one\n"
                                       "of these addresses says what that one is like");
   options
@@ -191,7 +191,7 @@ Runner declareSimulate(Options& options) {
   options.flag("--until-stdin-closes", line->untilInputCloses, "End when standard input closes");
   options.number("--bucket-size", line->bucketSize, "N",
                  "Width of an allocation list in the table of the end, as\n"
-                 "BucketSize of the service's profile (default: the profile's, or " +
+                 "BucketSize of the daemon's profile (default: the profile's, or " +
                      std::to_string(Settings{}.bucketSize) + ")",
                  1, INT32_MAX);
   options.footer(descriptionHelp() + "\n" + kChangeScriptHelp + "\n\n" + kStatuses);

@@ -1,4 +1,4 @@
-// "top": all servers and the service, live, in a terminal; without one, a plain picture.
+// "top": all servers and the daemon, live, in a terminal; without one, a plain picture.
 #include <langinfo.h>
 #include <poll.h>
 #include <sys/signalfd.h>
@@ -42,7 +42,7 @@ constexpr std::size_t kWidest = 1000;
 constexpr double kLongestInterval = 86'400;  // seconds
 
 const char* const kHelp =
-    R"(Every pool is polled at its own PollTimer, one second at least, and the service is asked once a second with an
+    R"(Every pool is polled at its own PollTimer, one second at least, and the daemon is asked once a second with an
 empty pool name; requests a second is one divided by the usual answer time: one client, one request after another.
 Colours are off with NO_COLOR. Without a terminal, one plain picture is printed after the first polls.
 Keys: q quits, s sorts, / filters, t leaves only servers in trouble, ? shows all keys.
@@ -193,7 +193,7 @@ Runner declareTop(Options& options) {
   addServiceOptions(options, line->service);
   options.number("--interval", line->interval, "SECONDS",
                  "Poll every pool so often (default: at its own PollTimer,\n"
-                 "which is also how often the service itself does)",
+                 "which is also how often the daemon itself does)",
                  0.1, kLongestInterval);
   options
       .text("--sort", line->sort, "KEY",

@@ -1,5 +1,5 @@
-// "wait --polled": returns once the running service has polled every server of its profile for the first
-// time. The service does not tell, so it is reckoned: a server's first poll begins one PollTimer after its
+// "wait --polled": returns once the running daemon has polled every server of its profile for the first
+// time. The daemon does not tell, so it is reckoned: a server's first poll begins one PollTimer after its
 // thread was started, and from then on the server is withheld until it has answered.
 #include <poll.h>
 #include <sys/stat.h>
@@ -28,24 +28,24 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr int kTimedOut = 1;
-constexpr milliseconds kLook{100};        // between two looks at the service
+constexpr milliseconds kLook{100};        // between two looks at the daemon
 constexpr milliseconds kShortLook{50};    // likewise, at the end
-constexpr milliseconds kAbsence{10'000};  // how long the service may be away
+constexpr milliseconds kAbsence{10'000};  // how long the daemon may be away
 constexpr milliseconds kMargin{250};      // for threads that are woken late
 constexpr milliseconds kLongestPoll{2000};
 constexpr milliseconds kPingTimeout{5000};
 
 const char* const kHelp =
-    R"(For the moment after a start or restart, when the service hands out servers of which it knows nothing yet. The
-running service's start is taken from the process that listens on the port; its user or root can see that one.
-Others give --pid, or the time is counted from now, which takes longer. A service that is not there may come within
-10 seconds; one that is started anew meanwhile is waited for anew. At the end the service is asked as "ping" does.
-The profile must be the one that the service has read.
+    R"(For the moment after a start or restart, when the daemon hands out servers of which it knows nothing yet. The
+running daemon's start is taken from the process that listens on the port; its user or root can see that one.
+Others give --pid, or the time is counted from now, which takes longer. A daemon that is not there may come within
+10 seconds; one that is started anew meanwhile is waited for anew. At the end the daemon is asked as "ping" does.
+The profile must be the one that the daemon has read.
 Examples:
   nimbolspctl wait --polled --profile /opt/nimbolsp/nimbolsp.ini
   nimbolspctl wait --polled --pid 1234 --timeout 60000
-Exit status: 0 every server had its first poll and the service answers, 1 the time of --timeout was over, 3 the
-service is not there, ended or does not answer, 64 the command line is wrong or the profile is not one to start with,
+Exit status: 0 every server had its first poll and the daemon answers, 1 the time of --timeout was over, 3 the
+daemon is not there, ended or does not answer, 64 the command line is wrong or the profile is not one to start with,
 74 the output could not be written, 130 interrupted.)";
 
 struct Line {
@@ -54,7 +54,7 @@ struct Line {
   bool polled = false;
 };
 
-// The running service as it is seen just now.
+// The running daemon as it is seen just now.
 struct Sighting {
   bool there = false;
   std::uint64_t identity = 0;  // changes with a restart
@@ -62,7 +62,7 @@ struct Sighting {
   Clock::time_point started;   // of its newest thread; of the sighting where that is unseen
 };
 
-// The longest time from a thread's start to its first poll, as the service rounds it.
+// The longest time from a thread's start to its first poll, as the daemon rounds it.
 milliseconds firstPollDelay(const EffectiveProfile& profile) {
   std::uint32_t seconds = 0;
   for (const PoolEntry& pool : profile.pools) {
@@ -137,14 +137,14 @@ class Waiting {
     return !hasSocket(line_.process, *socket).value_or(true);
   }
 
-  // The service is there. Returns a status, or -1 to go on waiting.
+  // The daemon is there. Returns a status, or -1 to go on waiting.
   int arrive(const Sighting& seen) {
     if (isAnother()) {
       complain("it is not process " + std::to_string(line_.process) + " that listens on " + service_.text());
       return kServiceFailed;
     }
     if (!known_.there || seen.identity != known_.identity) {
-      if (known_.there) complain("the service was started anew");
+      if (known_.there) complain("the daemon was started anew");
       known_ = seen;
       tellSighting();
       due_ = dueTime();
@@ -159,7 +159,7 @@ class Waiting {
   void tellSighting() const {
     if (known_.process < 0) {
       complain(
-          "the service's process cannot be seen (its user or root can, or --pid names it); counting from "
+          "the daemon's process cannot be seen (its user or root can, or --pid names it); counting from "
           "now");
       return;
     }
@@ -168,7 +168,7 @@ class Waiting {
     if (start && stat(line_.service.profile.c_str(), &file) == 0 &&
         std::time(nullptr) - file.st_mtime < start->age.count() / 1000) {
       complain(line_.service.profile +
-               " was changed after the service had started, which goes by what it read");
+               " was changed after the daemon had started, which goes by what it read");
     }
   }
 
@@ -185,7 +185,7 @@ class Waiting {
     return begin + longest;
   }
 
-  // The service is not there. Returns a status, or -1 to go on waiting.
+  // The daemon is not there. Returns a status, or -1 to go on waiting.
   int miss() {
     if (isStopped()) return kStoppedBySignal;  // which may be why it did not answer
     if (line_.process > 0) {
@@ -193,7 +193,7 @@ class Waiting {
       return kServiceFailed;
     }
     if (known_.there) {
-      complain("the service has ended; waiting for its return");
+      complain("the daemon has ended; waiting for its return");
       absentSince_ = Clock::now();
     }
     known_ = {};
@@ -255,7 +255,7 @@ Runner declareWait(Options& options) {
   line->service.timeoutMilliseconds = 0;
   options.flag("--polled", line->polled, "Until every server had its first poll").required();
   addAddressOptions(options, line->service);
-  options.number("--pid", line->process, "PID", "The service's process (default: who listens on the port)", 1,
+  options.number("--pid", line->process, "PID", "The daemon's process (default: who listens on the port)", 1,
                  INT32_MAX);
   options.number("--timeout", line->service.timeoutMilliseconds, "MILLISECONDS",
                  "Wait so long at most (default: as long as it takes)", 1, 86'400'000);

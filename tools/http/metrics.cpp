@@ -56,15 +56,15 @@ std::optional<double> countWhenPolled(const PoolState& pool, Condition condition
 }
 
 constexpr Family<ServiceState> kServiceFamilies[] = {
-    {"nimbolsp_up", "gauge", "Whether the service answered the last ping.",
+    {"nimbolsp_up", "gauge", "Whether the daemon answered the last ping.",
      [](const ServiceState& s) { return whenAsked(s, s.answers); }},
     {"nimbolsp_up_change_timestamp_seconds", "gauge", "When nimbolsp_up last changed.",
      [](const ServiceState& s) { return whenAsked(s, sinceEpoch(s.since)); }},
-    {"nimbolsp_ping_duration_seconds", "gauge", "How long the last ping of the service took.",
+    {"nimbolsp_ping_duration_seconds", "gauge", "How long the last ping of the daemon took.",
      [](const ServiceState& s) { return whenAsked(s, seconds(s.last.took)); }},
-    {"nimbolsp_pings_total", "counter", "Pings of the service by this exporter.",
+    {"nimbolsp_pings_total", "counter", "Pings of the daemon by this exporter.",
      [](const ServiceState& s) { return std::optional<double>(s.requests); }},
-    {"nimbolsp_ping_failures_total", "counter", "Pings that the service did not answer.",
+    {"nimbolsp_ping_failures_total", "counter", "Pings that the daemon did not answer.",
      [](const ServiceState& s) { return std::optional<double>(s.failures); }},
 };
 
@@ -94,13 +94,13 @@ constexpr Family<ServerState> kServerFamilies[] = {
      [](const ServerState& s) { return whenPolled(s, sinceEpoch(s.since)); }},
     {"nimbolsp_server_poll_duration_seconds", "gauge", "How long the last poll took, answered or not.",
      [](const ServerState& s) { return whenPolled(s, seconds(s.last.took)); }},
-    {"nimbolsp_server_load_ratio", "gauge", "Load as the service counts it; 1 is full.",
+    {"nimbolsp_server_load_ratio", "gauge", "Load as the daemon counts it; 1 is full.",
      [](const ServerState& s) { return whenAnswers(s, s.standing.load / 100.0); }},
     {"nimbolsp_server_load_used", "gauge", "Third statistic: what of the limit is in use.",
      [](const ServerState& s) { return whenAnswers(s, s.last.statistics.loadUsed); }},
     {"nimbolsp_server_load_limit", "gauge", "Fourth statistic: the limit of what can be in use.",
      [](const ServerState& s) { return whenAnswers(s, s.last.statistics.loadLimit); }},
-    {"nimbolsp_server_average", "gauge", "Second statistic by the first, as the service counts it.",
+    {"nimbolsp_server_average", "gauge", "Second statistic by the first, as the daemon counts it.",
      [](const ServerState& s) { return whenAnswers(s, s.standing.average); }},
     {"nimbolsp_server_allocation_list", "gauge", "Allocation list of the server, 0 (searched first) to 9.",
      [](const ServerState& s) { return whenAnswers(s, s.standing.list); }},

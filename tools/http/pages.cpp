@@ -49,9 +49,9 @@ const Picture& Pages::picture() {
 Reply Pages::health() {
   const ServiceState& service = picture().service;
   if (!service.shortage.empty()) return textReply(503, service.shortage);
-  if (service.answers) return textReply(200, "ok: the service at " + service.address.text() + " answers");
-  if (service.requests == 0) return textReply(503, "the service was not asked yet");
-  return textReply(503, "the service does not answer: " + service.last.failure);
+  if (service.answers) return textReply(200, "ok: the daemon at " + service.address.text() + " answers");
+  if (service.requests == 0) return textReply(503, "the daemon was not asked yet");
+  return textReply(503, "the daemon does not answer: " + service.last.failure);
 }
 
 Reply Pages::answer(std::string_view method, std::string_view path, std::string_view host) {

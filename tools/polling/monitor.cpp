@@ -24,9 +24,9 @@ using namespace std::chrono_literals;
 
 constexpr milliseconds kServiceInterval{1000};
 constexpr std::size_t kOtherDescriptors =
-    3;  // the request to the service, and what the library opens now and then
+    3;  // the request to the daemon, and what the library opens now and then
 
-// As the service rounds it, and one second at least.
+// As the daemon rounds it, and one second at least.
 milliseconds roundInterval(std::int32_t pollInterval) {
   return std::max(1s, std::chrono::seconds(roundedSeconds(static_cast<std::uint32_t>(pollInterval))));
 }

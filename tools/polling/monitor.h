@@ -1,5 +1,5 @@
-// Watches all servers of a profile, and the service itself: polls each pool once an interval, however many
-// look on. A thread a pool, and one for the service; none of them holds another up. What they found is a
+// Watches all servers of a profile, and the daemon itself: polls each pool once an interval, however many
+// look on. A thread a pool, and one for the daemon; none of them holds another up. What they found is a
 // picture that anyone may look at, from any thread.
 #pragma once
 
@@ -71,7 +71,7 @@ struct Picture {
 
 struct MonitorOptions {
   ServiceAddress service;
-  std::chrono::milliseconds timeout{2000};  // of one poll, and of one request to the service
+  std::chrono::milliseconds timeout{2000};  // of one poll, and of one request to the daemon
   std::chrono::milliseconds interval{0};    // instead of the profile's; 0: the profile's, 1 s at least
   std::size_t keptDescriptors = 0;          // that the polls leave to others, where they can
 };

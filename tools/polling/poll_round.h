@@ -1,4 +1,4 @@
-// One poll of each of many servers, side by side, by the service's own protocol: one thread, sockets that
+// One poll of each of many servers, side by side, by the daemon's own protocol: one thread, sockets that
 // never block. Keeps nothing between two rounds.
 #pragma once
 

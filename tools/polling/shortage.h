@@ -1,5 +1,5 @@
 // What this program itself may lack while it polls and asks: a descriptor above all. That is no failure of
-// the server or service that it wanted to reach. Any thread may call.
+// the server or daemon that it wanted to reach. Any thread may call.
 #pragma once
 
 #include <cstddef>

@@ -23,7 +23,7 @@ Standing standingOf(const Statistics& statistics, std::int32_t bucketSize) {
                     {}};
   standing.hasRoom = standing.load < kFullLoad;
   auto& remarks = standing.remarks;
-  if (hasNegative(statistics)) remarks.emplace_back("negative statistic: the service reports it and uses it");
+  if (hasNegative(statistics)) remarks.emplace_back("negative statistic: the daemon reports it and uses it");
   if (divisor == 0) remarks.emplace_back("divisor 0: list 0, whatever the dividend");
   if (const std::int64_t exact = exactQuotient(dividend, divisor); exact != standing.average) {
     remarks.push_back("average " + std::to_string(exact) + " does not fit 16 bits: counts as " +

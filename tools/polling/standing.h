@@ -1,4 +1,4 @@
-// What the service makes of a server's four statistics, by its own arithmetic, and a plain word on each odd
+// What the daemon makes of a server's four statistics, by its own arithmetic, and a plain word on each odd
 // one. Pure.
 #pragma once
 

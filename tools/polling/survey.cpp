@@ -11,7 +11,7 @@ namespace nimbolsp::tools {
 
 namespace {
 
-// Where the service connects to.
+// Where the daemon connects to.
 using Place = std::pair<std::uint32_t, std::uint16_t>;
 
 Place placeOf(const ServerEndpoint& endpoint) {
@@ -73,7 +73,7 @@ Survey takeSurvey(const std::vector<PoolEntry>& pools, std::int32_t bucketSize,
       server.remarks = remarksOf(entry.endpoint, server.result, server.standing, timeout);
       if (entriesOf[poll] > 1) {
         server.remarks.push_back("listed " + std::to_string(entriesOf[poll]) +
-                                 " times: the service counts each entry apart");
+                                 " times: the daemon counts each entry apart");
       }
       survey.servers.push_back(std::move(server));
     }

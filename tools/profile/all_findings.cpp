@@ -32,7 +32,7 @@ void findInFile(const VisibleProfile& visible, Findings& findings) {
   }
 }
 
-// The limits of this process against what the service needs: the service may have others.
+// The limits of this process against what the daemon needs: the daemon may have others.
 void findLimits(const EffectiveProfile& effective, Findings& findings) {
   constexpr std::size_t kOthers = 16;  // terminal, log, listener, a client, what the libraries open
   const std::size_t needed = serverCount(effective) + kOthers;
@@ -93,7 +93,7 @@ std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible,
   // What no finder has a word for.
   if (!findings.hasErrors()) findDifferences(*visible, effective, findings);
   if (!findings.hasErrors() && effective.error != 0) {
-    findings.add(kDiffers, 1, "the service would end with " + quoted(effective.errorText()));
+    findings.add(kDiffers, 1, "the daemon would end with " + quoted(effective.errorText()));
   }
   return findings.take();
 }

@@ -1,4 +1,4 @@
-// What the service makes of a profile, read by its own code, so that it is what the service would load.
+// What the daemon makes of a profile, read by its own code, so that it is what the daemon would load.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ struct EffectiveProfile {
 
   std::uint16_t listeningPort() const { return static_cast<std::uint16_t>(port); }
 
-  // The error as the service would report it; empty without one.
+  // The error as the daemon would report it; empty without one.
   std::string errorText() const;
 };
 
@@ -26,7 +26,7 @@ struct EffectiveProfile {
 // with a sentence when the file cannot be read or is no ordinary file. Not from two threads at once.
 EffectiveProfile readEffectiveProfile(const std::string& path);
 
-// The name as the service compares it: in upper case by its own table.
+// The name as the daemon compares it: in upper case by its own table.
 std::string foldedName(const std::string& poolName);
 
 }  // namespace nimbolsp::tools

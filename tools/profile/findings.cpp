@@ -15,9 +15,9 @@ namespace {
 using enum Severity;
 
 constexpr const char* kOddNumber = "A number ends at the first other character, and without a digit it is 0";
-constexpr const char* kNotRead = "The service does not read it";
-constexpr const char* kCaseCounts = "The service tells large from small letters and does not find it";
-constexpr const char* kWillNotStart = "The service does not start";
+constexpr const char* kNotRead = "The daemon does not read it";
+constexpr const char* kCaseCounts = "The daemon tells large from small letters and does not find it";
+constexpr const char* kWillNotStart = "The daemon does not start";
 constexpr const char* kEmptyPool = "A pool without a server ends the start";
 
 // By FindingKind.
@@ -25,10 +25,10 @@ constexpr FindingRow kRows[] = {
     {"byte-order-mark", kError, "It hides what the first line says", "Save the file without one"},
     {"nul-byte", kError, "The text ends there: all behind it is not read", "Take it out"},
     {"utf-16", kError,
-     "The text ends at its first NUL byte, so that nothing of it is read and the service does not start",
+     "The text ends at its first NUL byte, so that nothing of it is read and the daemon does not start",
      "Save it as ASCII, or as UTF-8 without a byte order mark"},
-    {"too-large", kError, "It is not looked into; the service may take hours to start", "Make it smaller"},
-    {"lone-cr", kWarning, "The service ends the line there; most editors show one line", "Write CR LF"},
+    {"too-large", kError, "It is not looked into; the daemon may take hours to start", "Make it smaller"},
+    {"lone-cr", kWarning, "The daemon ends the line there; most editors show one line", "Write CR LF"},
 
     {"section-not-ended", kWarning, "Keys that are added to the next one count here too",
      "Put two empty lines in front of it"},
@@ -42,7 +42,7 @@ constexpr FindingRow kRows[] = {
     {"without-equals", kWarning, "It would swallow the key of a line that follows",
      "Write KEY=VALUE, or take the line out"},
     {"key-without-equals", kError,
-     "The service does not read it, and it may swallow the key of a line that follows", "Write KEY=VALUE"},
+     "The daemon does not read it, and it may swallow the key of a line that follows", "Write KEY=VALUE"},
     {"ends-early", kError, "It ends the section, and keys behind it are not read",
      "Delete an empty line; of another one what is in front of its first word"},
     {"header-not-first", kError, "It is no section header, and no section begins there",
@@ -56,14 +56,14 @@ constexpr FindingRow kRows[] = {
 
     {"key-above-sections", kError, "What stands in front of the first section is not read",
      "Move it below its section's header"},
-    {"key-case", kError, kCaseCounts, "Write it as the service does"},
+    {"key-case", kError, kCaseCounts, "Write it as the daemon does"},
     {"key-numbering", kError,
-     "Keys are numbered from 1, without leading zeros; the service does not find this one", "Number it so"},
+     "Keys are numbered from 1, without leading zeros; the daemon does not find this one", "Number it so"},
     {"control-character", kError, "It is part of the key, name or text, and many programs do not show it",
      "Take it out"},
-    {"blank-before-equals", kError, "The blank is part of the key, which the service does not find",
+    {"blank-before-equals", kError, "The blank is part of the key, which the daemon does not find",
      "Take it out"},
-    {"misspelled-key", kError, kNotRead, "Write it as the service does"},
+    {"misspelled-key", kError, kNotRead, "Write it as the daemon does"},
     {"unknown-key", kWarning, kNotRead, "Take it out"},
     {"wrong-section", kError, kNotRead, "Move it there"},
     {"repeated-key", kWarning, "The first one counts", "Take one out"},
@@ -83,7 +83,7 @@ constexpr FindingRow kRows[] = {
     {"text-behind-text", kError, "There are no remarks: it is part of the text", "Take it out"},
     {"not-a-number", kError, kOddNumber, "Write a number"},
     {"number-wraps", kError, "It does not fit and becomes another number", "Write a smaller one"},
-    {"below-one", kError, "The service takes its default instead", "Write 1 or more"},
+    {"below-one", kError, "The daemon takes its default instead", "Write 1 or more"},
     {"port-zero", kError, kWillNotStart, "Write a number from 1 to 65535"},
     {"port-range", kError, "Its low 16 bits count", "Write a number from 1 to 65535"},
     {"poll-timer-range", kError, "0 stands for the default", "Write the seconds, 1 or more"},
@@ -124,7 +124,7 @@ constexpr FindingRow kRows[] = {
      "What stands in front of the first colon is taken for the address, and front ends are given all of it",
      "Write ADDRESS:PORT alone"},
     {"server-ipv6", kError,
-     "The service knows IPv4 alone, and takes what stands in front of the first colon for such an address",
+     "The daemon knows IPv4 alone, and takes what stands in front of the first colon for such an address",
      "Write the server's IPv4 address"},
     {"server-path", kError, "No address or port goes on with a path, and front ends are given it",
      "Write ADDRESS:PORT alone"},
@@ -133,10 +133,10 @@ constexpr FindingRow kRows[] = {
      "get more than it has room for",
      "Take one out; if it is meant to take a double share, let it report a double load limit instead"},
 
-    {"descriptor-limit", kWarning, "Polls fail, and an accept that fails ends the service",
+    {"descriptor-limit", kWarning, "Polls fail, and an accept that fails ends the daemon",
      "Raise the limit (LimitNOFILE=)"},
-    {"thread-limit", kError, "The service does not start", "Raise the limit (TasksMax=, LimitNPROC=)"},
-    {"differs", kError, "The service loads something else than the file says",
+    {"thread-limit", kError, "The daemon does not start", "Raise the limit (TasksMax=, LimitNPROC=)"},
+    {"differs", kError, "The daemon loads something else than the file says",
      "Compare the lines with the manual"},
 };
 static_assert(std::size(kRows) == kFindingKindCount);

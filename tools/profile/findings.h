@@ -1,4 +1,4 @@
-// What is wrong with a profile: where the service loads something else than a person reads, and what works
+// What is wrong with a profile: where the daemon loads something else than a person reads, and what works
 // today and will not tomorrow. One table of the kinds of findings; who finds what stands in files of their
 // own.
 #pragma once
@@ -16,7 +16,7 @@ namespace nimbolsp::tools {
 
 inline constexpr std::int64_t kHighestPort = 65535;
 
-// error: the service would not start, or loads something else than the file visibly says.
+// error: the daemon would not start, or loads something else than the file visibly says.
 enum class Severity { kError, kWarning };
 
 enum FindingKind {
@@ -128,7 +128,7 @@ std::string polledAt(const ServerEndpoint& endpoint);
 // "5 s"; what is long also in a unit that can be imagined, "4294966 s (49.7 days)".
 std::string secondsText(std::uint32_t seconds);
 
-// How long the service really sleeps between two polls, as secondsText, or "without a pause".
+// How long the daemon really sleeps between two polls, as secondsText, or "without a pause".
 std::string pauseText(std::int32_t pollInterval);
 
 // Gathers findings: one of a kind and line, and at most 1,000 of a kind.
@@ -168,7 +168,7 @@ void findDifferences(const VisibleProfile& visible, const EffectiveProfile& effe
 //   root        where the groups are mounted
 std::uint64_t mostTasks(const std::string& groupsFile, const std::string& root);
 
-// All that is wrong with a file: what is visible of it, nothing when it is too large, and what the service
+// All that is wrong with a file: what is visible of it, nothing when it is too large, and what the daemon
 // makes of it.
 std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible, const EffectiveProfile& effective);
 

@@ -10,7 +10,7 @@ namespace nimbolsp::tools {
 
 namespace {
 
-// The keys of a use as the service writes them, for "did you mean": numbered ones with the number 1.
+// The keys of a use as the daemon writes them, for "did you mean": numbered ones with the number 1.
 std::vector<std::string> rightKeys(bool ofPool) {
   std::vector<std::string> names;
   for (int id = 0; id < kKeyCount; ++id) {
@@ -164,19 +164,19 @@ class KeyFinder {
     }
   }
 
-  // What the service does at a pool for which a reader sees no server.
+  // What the daemon does at a pool for which a reader sees no server.
   std::string endAt(const VisiblePool& pool) const {
     const std::size_t index = static_cast<std::size_t>(pool.number) - 1, loaded = effective_.pools.size();
     if (index < loaded && effective_.pools[index].name == pool.name) {
-      return ": the service takes something else for its servers";
+      return ": the daemon takes something else for its servers";
     }
     if (index != loaded || effective_.error != kStringEmptyPool) {
-      return ": what stands in front keeps the service from getting there";
+      return ": what stands in front keeps the daemon from getting there";
     }
     const auto behind = std::ranges::count_if(
         visible_.pools, [&pool](const VisiblePool& other) { return other.number > pool.number; });
-    if (behind == 0) return ": the service ends there";
-    return ": the service ends there, and does not read the " +
+    if (behind == 0) return ": the daemon ends there";
+    return ": the daemon ends there, and does not read the " +
            (behind == 1 ? "pool" : std::to_string(behind) + " pools") + " behind it";
   }
 

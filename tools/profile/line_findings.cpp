@@ -1,4 +1,4 @@
-// Follows the service's search through each section that it reads, line by line, and finds where it goes
+// Follows the daemon's search through each section that it reads, line by line, and finds where it goes
 // other ways than a reader's eye: over a section's end, past a key, not far enough. One walk a name.
 #include <algorithm>
 
@@ -231,7 +231,7 @@ void findInHeaders(const VisibleProfile& visible, Findings& findings) {
   }
 }
 
-// Lines that begin with a key of the service, and go on with anything but "=".
+// Lines that begin with a key of the daemon, and go on with anything but "=".
 void findBareKeys(const VisibleProfile& visible, Findings& findings) {
   for (const VisibleLine& line : visible.lines) {
     if (line.kind != VisibleLine::kWords || line.section < 0) continue;

@@ -176,7 +176,7 @@ class NewFile {
   bool isKept_ = false;
 };
 
-// The lock that whoever writes the file by the service's own calls takes too; two seconds are waited for it
+// The lock that whoever writes the file by the daemon's own calls takes too; two seconds are waited for it
 // at most, as they do, and then, or where the file system has none, it goes without.
 class AdvisoryLock {
  public:
@@ -209,7 +209,7 @@ NewFile newTemporary(const std::string& path) {
   return {name, file};
 }
 
-// Why the service would not load from a file with this text what was visible in the former; empty when it
+// Why the daemon would not load from a file with this text what was visible in the former; empty when it
 // does.
 std::string faultOf(const std::string& path, std::string_view text, const VisibleProfile& former) {
   const EffectiveProfile effective = readEffectiveProfile(path);

@@ -1,4 +1,4 @@
-// Rewrites a profile in the form in which the service loads what the file visibly says.
+// Rewrites a profile in the form in which the daemon loads what the file visibly says.
 #pragma once
 
 #include <string>
@@ -14,11 +14,11 @@ struct FixOutcome {
   std::string backup;      // of the former text
 };
 
-// The text that says the same with CR LF line ends, sections that end at an empty line, keys as the service
+// The text that says the same with CR LF line ends, sections that end at an empty line, keys as the daemon
 // writes them, no blanks around names and values, and remarks that swallow nothing. Pure.
 std::string rewritten(const VisibleProfile& visible);
 
-// Rewrites a file, or changes nothing where the service would not load then what is visible. Follows symbolic
+// Rewrites a file, or changes nothing where the daemon would not load then what is visible. Follows symbolic
 // links; keeps owner and mode; whoever reads meanwhile finds the former or the new text. Throws
 // std::invalid_argument with a sentence when the file cannot be read.
 FixOutcome fixProfile(const std::string& path);

@@ -63,7 +63,7 @@ std::vector<KeyId> settingKeys() {
 std::string configurationOf(const ProfileReport& report) {
   const EffectiveProfile& effective = report.effective;
   if (!report.isRead) return {};
-  std::string text = printable(report.file) + ": the service would ";
+  std::string text = printable(report.file) + ": the daemon would ";
   if (effective.error != 0) {
     text += "not start: \"" + effective.errorText() + "\"\n\n";
   } else {

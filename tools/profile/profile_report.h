@@ -13,7 +13,7 @@ namespace nimbolsp::tools {
 
 struct ProfileReport {
   std::string file;
-  bool isRead = true;  // false: too large, nothing is known of what the service loads
+  bool isRead = true;  // false: too large, nothing is known of what the daemon loads
   EffectiveProfile effective;
   std::vector<Finding> findings;
   std::optional<FixOutcome>
@@ -27,7 +27,7 @@ struct ProfileReport {
 // "FILE:LINE: error: what. Consequence. Remedy. [slug]", and its line's end.
 std::string findingText(const std::string& file, const Finding& finding);
 
-// What the service loads, every finding, the forecasts, and the count of findings.
+// What the daemon loads, every finding, the forecasts, and the count of findings.
 std::string textOf(const ProfileReport& report);
 
 // The same as one JSON object. A byte of a name or text is the character U+0000 to U+00FF.

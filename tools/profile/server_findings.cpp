@@ -1,5 +1,5 @@
 // What is wrong with a server's entry: an address that is another one or none, a port, and what other
-// programs would take and the service does not.
+// programs would take and the daemon does not.
 #include <arpa/inet.h>
 
 #include <algorithm>
@@ -50,7 +50,7 @@ std::string withoutPath(std::string_view entry) {
   return std::string(entry.substr(0, slash)) + std::string(entry.substr(colon));
 }
 
-// Where the service polls what it makes of an entry.
+// Where the daemon polls what it makes of an entry.
 std::string isPolled(const ServerEndpoint& endpoint) {
   if (endpoint.ipAddress == INADDR_NONE) return "is polled nowhere";
   const bool hasPort = static_cast<std::uint16_t>(endpoint.port) != 0;

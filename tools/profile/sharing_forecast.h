@@ -1,5 +1,5 @@
-// How the requests of an interval would be shared, by the servers' own figures and the service's arithmetic:
-// between two polls the service only counts what it hands out. Pure.
+// How the requests of an interval would be shared, by the servers' own figures and the daemon's arithmetic:
+// between two polls the daemon only counts what it hands out. Pure.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ inline constexpr std::size_t kMostForetold = 200'000;
 
 struct PoolForecast {
   std::string pool;
-  std::uint32_t interval = 0;  // seconds between two polls, as the service sleeps them
+  std::uint32_t interval = 0;  // seconds between two polls, as the daemon sleeps them
   std::size_t servers = 0;
   std::size_t answered = 0;             // of them
   std::optional<std::int64_t> room;     // requests until every counter is full; none: they never are

@@ -1,5 +1,5 @@
 // What is wrong with values: numbers by their key's rule, pools' names, servers named twice; and the
-// comparison of all that a person reads with all that the service reads.
+// comparison of all that a person reads with all that the daemon reads.
 #include <arpa/inet.h>
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kLongestValue = 255;
 
-// What the service makes of a value, in the unit of the profile; of an interval what it sleeps.
+// What the daemon makes of a value, in the unit of the profile; of an interval what it sleeps.
 std::int64_t loadedNumber(KeyId id, std::string_view value) {
   const std::int32_t number = keyNumber(id, value.substr(0, kLongestValue));
   return kProfileKeys[id].rule == kSeconds ? roundedSeconds(static_cast<std::uint32_t>(number))
@@ -68,7 +68,7 @@ class ValueFinder {
     const auto number = visibleNumber(line.value);
     // A number ends in front of a control character, and begins behind blanks alone.
     const bool isHidden = loaded != loadedNumber(id, line.value);
-    const std::string reads = quoted(line.name) + ": the service reads " + std::to_string(loaded) + " from " +
+    const std::string reads = quoted(line.name) + ": the daemon reads " + std::to_string(loaded) + " from " +
                               quoted(isHidden ? line.rawValue() : line.value) +
                               (id == kPollTimer && loaded == 0 ? ", and polls without a pause" : "");
     if (id == kPort && loaded == 0 && !isHidden) return findings_.add(kPortZero, line, reads);
@@ -92,7 +92,7 @@ class ValueFinder {
                   : number == 0 ? kPollTimerZero
                                 : kPollTimerRange,
                   line,
-                  quoted(line.name) + ": with " + quoted(line.value) + " the service polls " +
+                  quoted(line.name) + ": with " + quoted(line.value) + " the daemon polls " +
                       (pauses ? "every " : "") + pauseText(interval));
   }
 

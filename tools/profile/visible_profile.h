@@ -1,5 +1,5 @@
 // What a person reads in a profile: lines, sections, keys and values without the blanks around them, remarks,
-// names in any case. The service reads it by stricter rules (effective_profile). Pure.
+// names in any case. The daemon reads it by stricter rules (effective_profile). Pure.
 #pragma once
 
 #include <cstddef>
@@ -39,11 +39,11 @@ struct VisibleLine {
     return text.substr(hasMark ? kByteOrderMark.size() : 0);
   }
 
-  // The value as the service takes it: all behind the "=".
+  // The value as the daemon takes it: all behind the "=".
   std::string_view rawValue() const { return text.substr(text.find('=') + 1); }
 };
 
-// A key of the service by its row; number 0 for one that is not numbered.
+// A key of the daemon by its row; number 0 for one that is not numbered.
 struct KnownKey {
   KeyId id;
   int number;

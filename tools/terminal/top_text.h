@@ -28,7 +28,7 @@ std::string clockText(std::chrono::system_clock::time_point time);   // "14:03:2
 std::string countText(std::uint64_t number);                         // "9999", "12k", "3M"
 std::string intervalText(const Picture& picture);                    // "polled every 5 to 30 s"
 
-// The median of the service's latest answers.
+// The median of the daemon's latest answers.
 std::chrono::microseconds typicalTime(const ServiceState& service);
 
 }  // namespace nimbolsp::tools

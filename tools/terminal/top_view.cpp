@@ -193,8 +193,8 @@ ScreenLine titleLine(const Picture& picture, const TopState& state, SystemTime n
 }
 
 ScreenLine serviceLine(const ServiceState& service, SystemTime now) {
-  const std::string name = "Service " + service.address.text();
-  if (!service.shortage.empty()) return {{"Service " + service.shortage, Role::kWarning}};
+  const std::string name = "Daemon " + service.address.text();
+  if (!service.shortage.empty()) return {{"Daemon " + service.shortage, Role::kWarning}};
   if (service.requests == 0) return {{name}, {" has not been asked yet", Role::kDim}};
   const std::string failed =
       "; " + std::to_string(service.failures) + " of " + std::to_string(service.requests) + " failed";
