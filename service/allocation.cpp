@@ -13,7 +13,7 @@ namespace nimbolsp {
 namespace {
 
 constexpr int kDetailLevel = 2;           // of the debug lines of this file
-constexpr std::size_t kDetailBytes = 96;  // of one with numbers, its NUL included
+constexpr std::size_t kDetailBytes = 64;  // of one with numbers, its NUL included
 
 constexpr const char* kPreferredText =
     "Because multiple possible server candidates have been found, we prefer the least recently used "
@@ -27,7 +27,7 @@ void detail(std::string_view text, const PoolServer* server) {
   if (detailed()) debugLog(text, server->ipAddress, server->port);
 }
 
-void detailVisited(const PoolServer* server, int list) NIMBOXI_REQUIRES(poolGuard) {
+void detailVisited(const PoolServer* server, std::int16_t list) NIMBOXI_REQUIRES(poolGuard) {
   if (!detailed()) return;
   char text[kDetailBytes];
   std::snprintf(text, sizeof text, "Server assigned to allocation list %i with load %i%%", list,
@@ -52,7 +52,7 @@ Found findCandidates(ServerPool* pool, int list) NIMBOXI_REQUIRES(poolGuard) {
   PoolServer* first = nullptr;
   Candidates candidates;
   for (PoolServer* server = pool->allocationLists[list]; server != nullptr; server = server->next) {
-    detailVisited(server, list);
+    detailVisited(server, static_cast<std::int16_t>(list));
     const Candidates::Verdict verdict = candidates.judge(server->load);
     if (verdict == Candidates::kPassedOver) continue;
     if (verdict == Candidates::kFirst) first = server;
