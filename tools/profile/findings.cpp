@@ -165,7 +165,7 @@ std::string polledAt(const ServerEndpoint& endpoint) {
 
 std::string secondsText(std::uint32_t seconds) {
   constexpr std::uint32_t kHour = 3600, kDay = 24 * kHour;
-  const std::string text = std::to_string(seconds) + " s";
+  std::string text = std::to_string(seconds) + " s";
   if (seconds < 2 * kHour) return text;
   const std::uint32_t unit = seconds < 2 * kDay ? kHour : kDay;
   const std::uint64_t tenths = (std::uint64_t{seconds} * 10 + unit / 2) / unit;
