@@ -333,6 +333,7 @@ TEST(Program, TellsWhatIsAskedOrWrongAndExitsWithItsStatus) {
       {"", kWrongCommandLine, "nimbolspctl: A subcommand is required"},
       {"smulate", kWrongCommandLine, "did you mean \"simulate\"?"},
       {"ask p --hots 1", kWrongCommandLine, "\"ask\" has no option --hots; did you mean \"--host\"?"},
+      {"help ask", kDone, "Act as a front end"},
       {"--port 1 ask p", kWrongCommandLine, "options go behind the command: nimbolspctl ask --port..."},
       {"top --sort laod", kWrongCommandLine, "\"laod\" is no key to sort by; did you mean \"load\"?"},
       {"ask --help >/dev/full", kOutputFailed, "standard output cannot be written: No space left"},

@@ -108,7 +108,7 @@ Runner declareCheck(Options& options) {
   options.flag("--json", line->json, "Print one JSON object instead of text");
   options.flag("--fix", line->fix,
                "Rewrite the file with CR LF and an empty line between sections, if the\n"
-               "service then loads what the file visibly says; the former text stays\n"
+               "daemon then loads what the file visibly says; the former text stays\n"
                "in FILE.bak, or FILE.bak.1 and so on");
   options.number("--rate", line->rate, "REQUESTS",
                  "Poll every server once and tell how so many requests a second to each\n"

@@ -85,7 +85,11 @@ std::vector<std::string> optionNames(const Command& command) {
   return namesIn(scratch);
 }
 
-int runCommandLine(const std::vector<std::string>& words) {
+int runCommandLine(std::vector<std::string> words) {
+  if (!words.empty() && words.front() == "help") {  // as some programs take it
+    words.erase(words.begin());
+    words.emplace_back("--help");
+  }
   CLI::App program{
       "Companion of the Nimbo Web Client Load Sharing Process: shows what the daemon will do, what it\n"
       "does and what is wrong, and plays its neighbours.",

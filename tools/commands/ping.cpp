@@ -28,7 +28,7 @@ const char* const kHelp =
 time is that from the connect to the answer's last byte. It waits behind what other clients ask just then.
 Examples:
   nimbolspctl ping --profile /opt/nimbolsp/nimbolsp.ini
-  nimbolspctl ping --port 5980 --wait 30
+  nimbolspctl ping --port 5900 --wait 30
 Exit status: 0 the daemon answered, 3 it did not, 64 the command line is wrong or the profile has no port, 74 the
 output could not be written, 130 interrupted.)";
 

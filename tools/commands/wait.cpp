@@ -31,6 +31,7 @@ constexpr int kTimedOut = 1;
 constexpr milliseconds kLook{100};        // between two looks at the daemon
 constexpr milliseconds kShortLook{50};    // likewise, at the end
 constexpr milliseconds kAbsence{10'000};  // how long the daemon may be away
+constexpr milliseconds kSilence{1000};    // of this command, while nothing comes
 constexpr milliseconds kMargin{250};      // for threads that are woken late
 constexpr milliseconds kLongestPoll{2000};
 constexpr milliseconds kPingTimeout{5000};
@@ -197,7 +198,10 @@ class Waiting {
       absentSince_ = Clock::now();
     }
     known_ = {};
-    if (Clock::now() - absentSince_ < kAbsence) return -1;
+    const auto absence = Clock::now() - absentSince_;
+    if (absence > kSilence && !absenceTold_) complain("waiting for a daemon at " + service_.text());
+    absenceTold_ |= absence > kSilence;
+    if (absence < kAbsence) return -1;
     complain("nobody answers at " + service_.text());
     return kServiceFailed;
   }
@@ -241,6 +245,7 @@ class Waiting {
   pid_t soughtOwner_ = -1;          // what was found
   Clock::time_point due_;
   Clock::time_point absentSince_ = Clock::now();
+  bool absenceTold_ = false;
 };
 
 int run(const Line& line) {

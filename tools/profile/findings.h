@@ -39,6 +39,7 @@ enum FindingKind {
   kSectionBlanks,
   kSectionCase,
   kRepeatedSection,
+  kRepeatedSectionDiffers,
   kUnknownSection,
   // Keys
   kKeyAboveSections,

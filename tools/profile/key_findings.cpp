@@ -5,6 +5,7 @@
 #include "service/resources/string_table.h"
 #include "tools/nearest.h"
 #include "tools/profile/findings.h"
+#include "tools/profile/read_lines.h"
 
 namespace nimbolsp::tools {
 
@@ -36,7 +37,7 @@ std::string whereIsKey(bool ofPool) {
 class KeyFinder {
  public:
   KeyFinder(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings)
-      : visible_(visible), effective_(effective), findings_(findings) {
+      : visible_(visible), effective_(effective), read_(visible), findings_(findings) {
     constexpr std::size_t kMostUnused = 1000;
     for (const VisibleSection& section : visible.sections) {
       if (section.use == VisibleSection::kUnused && unused_.size() < kMostUnused)
@@ -73,7 +74,8 @@ class KeyFinder {
         findUnknownKey(line, ofPool);
       } else {
         findInKnownKey(line, *key);
-        findRepeated(line, visible_.lines[section.values.at({key->id, key->number})]);
+        findRepeated(line, visible_.lines[section.values.at({key->id, key->number})],
+                     read_.of(section, *key));
       }
     }
     findGaps(section);
@@ -112,10 +114,12 @@ class KeyFinder {
     }
   }
 
-  void findRepeated(const VisibleLine& line, const VisibleLine& first) {
+  void findRepeated(const VisibleLine& line, const VisibleLine& first, const VisibleLine* read) {
     if (&line == &first) return;
     findings_.add(line.value == first.value ? kRepeatedKey : kRepeatedKeyDiffers, line,
-                  quoted(line.name) + " again, first in line " + std::to_string(first.number));
+                  quoted(line.name) + " again, first in line " + std::to_string(first.number) +
+                      "; the daemon reads " +
+                      (read == nullptr ? "none of them" : "that in line " + std::to_string(read->number)));
   }
 
   // The first key behind a gap of each numbered one; without a first one there is another word for it.
@@ -211,6 +215,7 @@ class KeyFinder {
 
   const VisibleProfile& visible_;
   const EffectiveProfile& effective_;
+  const ReadLines read_;
   Findings& findings_;
   std::vector<std::string> unused_;  // names of sections, the first of them
   int suggestions_ = 0;              // that were looked for

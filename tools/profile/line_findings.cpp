@@ -204,6 +204,12 @@ class SectionWalk {
   const VisibleLine* lastKey_ = nullptr;  // one that stands behind the section's end
 };
 
+// The name of a header as the daemon compares it, blanks and case included.
+std::string_view nameInBrackets(const VisibleLine& header) {
+  const std::size_t begin = header.text.find('[') + 1;
+  return header.text.substr(begin, header.text.find(']', begin) - begin);
+}
+
 void findInHeaders(const VisibleProfile& visible, Findings& findings) {
   for (const VisibleSection& section : visible.sections) {
     for (const std::size_t index : section.headers) {
@@ -224,9 +230,14 @@ void findInHeaders(const VisibleProfile& visible, Findings& findings) {
       }
     }
     for (std::size_t i = 1; i < section.headers.size(); ++i) {
-      findings.add(kRepeatedSection, visible.lines[section.headers[i]],
+      const VisibleLine& line = visible.lines[section.headers[i]];
+      const auto first = std::ranges::find_if(section.headers, [&](std::size_t index) {
+        return nameInBrackets(visible.lines[index]) == nameInBrackets(line);
+      });
+      const bool isNew = *first == section.headers[i];
+      findings.add(isNew ? kRepeatedSectionDiffers : kRepeatedSection, line,
                    quoted("[" + section.name + "]") + " again, first in line " +
-                       std::to_string(visible.lines[section.headers[0]].number));
+                       std::to_string(visible.lines[isNew ? section.headers[0] : *first].number));
     }
   }
 }

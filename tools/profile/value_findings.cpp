@@ -7,6 +7,7 @@
 
 #include "service/wire/numbers.h"
 #include "tools/profile/findings.h"
+#include "tools/profile/read_lines.h"
 
 namespace nimbolsp::tools {
 
@@ -23,18 +24,24 @@ std::int64_t loadedNumber(KeyId id, std::string_view value) {
 
 class ValueFinder {
  public:
-  ValueFinder(const VisibleProfile& visible, Findings& findings) : visible_(visible), findings_(findings) {}
+  ValueFinder(const VisibleProfile& visible, Findings& findings)
+      : visible_(visible), read_(visible), findings_(findings) {}
 
   void find() {
     for (const VisibleSection& section : visible_.sections) {
-      for (const auto& [key, index] : section.values) findInValue(key.first, visible_.lines[index]);
+      for (const auto& [key, index] : section.values) {
+        const VisibleLine &first = visible_.lines[index], *read = read_.of(section, {key.first, key.second});
+        findInValue(key.first, first, read == &first);
+        if (read != nullptr && read != &first) findInValue(key.first, *read, true);
+      }
     }
     findInPools();
     for (const VisiblePool& pool : visible_.pools) findSameServers(pool);
   }
 
  private:
-  void findInValue(KeyId id, const VisibleLine& line) {
+  // Of the line that a person takes for the key's, and of that which the daemon reads.
+  void findInValue(KeyId id, const VisibleLine& line, bool isRead) {
     const std::string_view raw = line.rawValue();
     const bool isText = kProfileKeys[id].rule == kText;
     if (line.value.empty() && id != kPort) {
@@ -59,16 +66,17 @@ class ValueFinder {
     if (isText) {
       if (id == kServer) findInServer(line, findings_);
     } else {
-      findInNumber(id, line);
+      findInNumber(id, line, isRead);
     }
   }
 
-  void findInNumber(KeyId id, const VisibleLine& line) {
+  void findInNumber(KeyId id, const VisibleLine& line, bool isRead) {
     const std::int64_t loaded = loadedNumber(id, line.rawValue());
     const auto number = visibleNumber(line.value);
     // A number ends in front of a control character, and begins behind blanks alone.
     const bool isHidden = loaded != loadedNumber(id, line.value);
-    const std::string reads = quoted(line.name) + ": the daemon reads " + std::to_string(loaded) + " from " +
+    const std::string reads = quoted(line.name) + ": the daemon " + (isRead ? "reads " : "would read ") +
+                              std::to_string(loaded) + " from " +
                               quoted(isHidden ? line.rawValue() : line.value) +
                               (id == kPollTimer && loaded == 0 ? ", and polls without a pause" : "");
     if (id == kPort && loaded == 0 && !isHidden) return findings_.add(kPortZero, line, reads);
@@ -102,7 +110,7 @@ class ValueFinder {
       const VisibleLine& line = visible_.lines[pool.line];
       if (pool.name.find(']') != std::string::npos)
         findings_.add(kPoolBracket, line, quoted(pool.name) + " holds a \"]\"");
-      const auto [found, isNew] = byFoldedName.try_emplace(foldedName(pool.name), &pool);
+      const auto [found, isNew] = byFoldedName.try_emplace(foldedName(std::string(line.rawValue())), &pool);
       if (isNew) continue;
       findings_.add(kSamePool, line,
                     "pool " + quoted(pool.name) + " again, first in line " +
@@ -125,6 +133,7 @@ class ValueFinder {
   }
 
   const VisibleProfile& visible_;
+  const ReadLines read_;
   Findings& findings_;
 };
 
