@@ -64,12 +64,15 @@ milliseconds ageOf(std::uint64_t ticks) {
   return now - milliseconds(ticks * 1000 / static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK)));
 }
 
-bool hasOpen(const fs::path& process, const std::string& target) {
-  bool found = false;
+// None when what its descriptors are cannot be seen.
+std::optional<bool> hasOpen(const fs::path& process, const std::string& target) {
+  bool found = false, hidden = access((process / "fd").c_str(), R_OK) != 0;
   forEachEntry(process / "fd", [&](const fs::path& descriptor) {
     std::error_code fault;
     if (!found) found = fs::read_symlink(descriptor, fault) == target;
+    hidden = hidden || fault == std::errc::permission_denied;
   });
+  if (hidden) return std::nullopt;
   return found;
 }
 
@@ -102,16 +105,29 @@ std::optional<std::uint64_t> listeningSocket(const ServiceAddress& service) {
 }
 
 std::optional<bool> hasSocket(pid_t process, std::uint64_t socketNumber) {
-  const std::string folder = "/proc/" + std::to_string(process);
-  if (access((folder + "/fd").c_str(), R_OK) != 0) return std::nullopt;
-  return hasOpen(folder, "socket:[" + std::to_string(socketNumber) + "]");
+  return hasOpen("/proc/" + std::to_string(process), "socket:[" + std::to_string(socketNumber) + "]");
+}
+
+bool isListenedToByAnother(const ServiceAddress& service, pid_t process) {
+  if (!isLocal(service)) return false;
+  const auto socket = listeningSocket(service);
+  return socket && !hasSocket(process, *socket).value_or(true);
+}
+
+std::string notTheListener(const ServiceAddress& service, pid_t process) {
+  return "it is not process " + std::to_string(process) + " that listens on " + service.text();
+}
+
+std::string noProcess(pid_t process) {
+  return "there is no process " + std::to_string(process);
 }
 
 pid_t ownerOf(std::uint64_t socketNumber) {
   const std::string target = "socket:[" + std::to_string(socketNumber) + "]";
   pid_t owner = -1;
   forEachEntry("/proc", [&](const fs::path& path) {
-    if (const auto process = processOf(path); process && owner < 0 && hasOpen(path, target)) owner = *process;
+    if (const auto process = processOf(path); process && owner < 0 && hasOpen(path, target).value_or(false))
+      owner = *process;
   });
   return owner;
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "tools/service_client.h"
 
@@ -18,8 +19,16 @@ bool isLocal(const ServiceAddress& service);
 // will soon have again. None when nobody listens on this machine.
 std::optional<std::uint64_t> listeningSocket(const ServiceAddress& service);
 
-// Whether a process has a socket open; none when that cannot be seen.
+// Whether a process has a socket open; none when that cannot be seen: it is another user's, or one in a user
+// namespace of its own.
 std::optional<bool> hasSocket(pid_t process, std::uint64_t socketNumber);
+
+// Whether it is certainly another process than this one that listens there, on this machine.
+bool isListenedToByAnother(const ServiceAddress& service, pid_t process);
+
+// Sentences for a process that is not the daemon, or not there.
+std::string notTheListener(const ServiceAddress& service, pid_t process);
+std::string noProcess(pid_t process);
 
 // The process that has a socket open; -1 when it cannot be seen: it is another user's.
 pid_t ownerOf(std::uint64_t socketNumber);

@@ -229,6 +229,12 @@ TEST(LiveProgram, WaitsForTheFirstPollsOfTheServiceThatRuns) {
   EXPECT_NE(folder.read("output").find("nobody answers at 127.0.0.1:"), std::string::npos);
   ASSERT_TRUE(service.startService());
   EXPECT_EQ(companion(folder, "ping"), kDone);
+  const std::string ping = "ping --wait 5 --json --pid ", own = std::to_string(getpid());
+  EXPECT_EQ(companion(folder, ping + std::to_string(service.pid())), kDone);
+  EXPECT_EQ(companion(folder, ping + "999999999"), kServiceFailed);
+  EXPECT_NE(folder.read("output").find("there is no process 999999999; another one"), std::string::npos);
+  EXPECT_EQ(companion(folder, ping + own), kServiceFailed);
+  EXPECT_NE(folder.read("output").find("it is not process " + own + " that listens"), std::string::npos);
   EXPECT_EQ(companion(folder, "wait --polled"), kDone) << folder.read("output");
   EXPECT_GE(server.polls(), 2);  // its own, and the daemon's
   EXPECT_EQ(companion(folder, "wait --polled --pid " + std::to_string(service.pid())), kDone);

@@ -135,13 +135,13 @@ class Waiting {
     const auto socket = listeningSocket(service_);
     if (!socket || *socket == soughtSocket_) return false;
     soughtSocket_ = *socket;
-    return !hasSocket(line_.process, *socket).value_or(true);
+    return isListenedToByAnother(service_, line_.process);
   }
 
   // The daemon is there. Returns a status, or -1 to go on waiting.
   int arrive(const Sighting& seen) {
     if (isAnother()) {
-      complain("it is not process " + std::to_string(line_.process) + " that listens on " + service_.text());
+      complain(notTheListener(service_, line_.process));
       return kServiceFailed;
     }
     if (!known_.there || seen.identity != known_.identity) {
@@ -190,7 +190,7 @@ class Waiting {
   int miss() {
     if (isStopped()) return kStoppedBySignal;  // which may be why it did not answer
     if (line_.process > 0) {
-      complain("there is no process " + std::to_string(line_.process));
+      complain(noProcess(line_.process));
       return kServiceFailed;
     }
     if (known_.there) {
