@@ -192,18 +192,24 @@ std::string SimulatedAddress::text() const {
   return dotted + (":" + std::to_string(port));
 }
 
-SimulatedAddress parseSimulatedAddress(std::string_view text) {
-  SimulatedAddress address;
+SimulatedAddress parseAddress(std::string_view text, std::uint32_t ip) {
+  SimulatedAddress address{ip};
   if (const std::size_t colon = text.find(':'); colon != std::string_view::npos) {
     in_addr network{};
     const std::string dotted(takeUntil(text, ':'));
     if (inet_pton(AF_INET, dotted.c_str(), &network) != 1) refuse(quoted(dotted) + " is no IPv4 address");
     address.ip = ntohl(network.s_addr);
-    if (!isOnThisMachine(address.ip)) {
-      refuse(dotted + " is not on this machine: simulated servers have addresses of 127.0.0.0/8");
-    }
   }
   address.port = static_cast<std::uint16_t>(parseNumber("the port", text, 0, kHighestPort));
+  return address;
+}
+
+SimulatedAddress parseSimulatedAddress(std::string_view text) {
+  const SimulatedAddress address = parseAddress(text, INADDR_LOOPBACK);
+  if (!isOnThisMachine(address.ip)) {
+    refuse(std::string(text.substr(0, text.find(':'))) +
+           " is not on this machine: simulated servers have addresses of 127.0.0.0/8");
+  }
   return address;
 }
 

@@ -59,8 +59,11 @@ struct ServerOptions {
 inline constexpr std::int32_t kMaximumHold = 60 * 60 * 1000;  // milliseconds
 inline constexpr std::int32_t kMaximumDribble = 60 * 1000;    // milliseconds between two bytes
 
-// The address that "ADDRESS:PORT" names, or a port of 127.0.0.1. Throws std::invalid_argument with a sentence
-// for any other text and for an address that is not in 127.0.0.0/8.
+// The address that "ADDRESS:PORT" names, or "PORT" with `ip`, host order. Throws std::invalid_argument with a
+// sentence for any other text.
+SimulatedAddress parseAddress(std::string_view text, std::uint32_t ip);
+
+// The same with 127.0.0.1. Throws for an address that is not in 127.0.0.0/8 too.
 SimulatedAddress parseSimulatedAddress(std::string_view text);
 
 // The server that a description describes. Throws std::invalid_argument with a sentence that names the fault:

@@ -16,6 +16,7 @@
 
 #include "service/wire/addresses.h"
 #include "service/wire/descriptor.h"
+#include "tools/tcp_table.h"
 
 namespace nimbolsp::tools {
 
@@ -24,8 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 
-constexpr const char* kListening = " 0A ";  // between blanks: a socket's state in /proc/net/tcp
-constexpr int kStartAfterName = 22 - 3;     // fields of /proc/PID/stat between the state and the start
+constexpr int kStartAfterName = 22 - 3;  // fields of /proc/PID/stat between the state and the start
 
 // The entries of a folder that can be read; none for one that cannot.
 template <typename Use>
@@ -85,23 +85,14 @@ bool isLocal(const ServiceAddress& service) {
 }
 
 std::optional<std::uint64_t> listeningSocket(const ServiceAddress& service) {
-  std::ifstream table("/proc/net/tcp");
-  std::string line;
-  std::getline(table, line);
-  while (std::getline(table, line)) {
-    if (line.find(kListening) == std::string::npos) continue;  // of thousands, at times
-    // sl local:port remote:port state tx:rx timer:when retransmits uid timeout inode
-    std::istringstream fields(line);
-    std::string skipped, local;
-    std::uint64_t number = 0;
-    fields >> skipped >> local;
-    for (int i = 0; i < 7; ++i) fields >> skipped;
-    if (!(fields >> number) || local.size() != 13) continue;
-    const auto address = static_cast<std::uint32_t>(std::stoul(local.substr(0, 8), nullptr, 16));
-    const bool isOurs = address == INADDR_ANY || address == inet_addr(service.host.c_str());
-    if (isOurs && std::stoi(local.substr(9), nullptr, 16) == (service.port & 0xFFFF)) return number;
-  }
-  return std::nullopt;
+  const in_addr_t own = inet_addr(service.host.c_str());
+  std::optional<std::uint64_t> number;
+  forEachTcpSocket("/proc/net/tcp", [&](const TcpSocket& socket) {
+    const bool isOurs = socket.address == INADDR_ANY || socket.address == own;
+    if (isOurs && socket.state == kListening && socket.port == (service.port & 0xFFFF))
+      number = socket.number;
+  });
+  return number;
 }
 
 std::optional<bool> hasSocket(pid_t process, std::uint64_t socketNumber) {
