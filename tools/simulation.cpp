@@ -100,6 +100,11 @@ void Simulation::change(Place& place, const std::string& keys) {
   if (!refuses && before.first == Behaviour::kRefuse) startListening(place);
 }
 
+void Simulation::change(std::size_t server, const std::string& keys) {
+  now_ = steadyMilliseconds();
+  change(places_[server], keys);
+}
+
 void Simulation::makeChanges(const std::function<void(const Change&)>& tell) {
   for (; nextChange_ < changes_.size() && start_ + changes_[nextChange_].time <= now_; ++nextChange_) {
     const Change& due = changes_[nextChange_];

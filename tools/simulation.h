@@ -50,6 +50,9 @@ class Simulation {
   //   tell  is told every change once it is made; may be empty
   void run(const RunUntil& until, const std::function<void(const Change&)>& tell = {});
 
+  // Changes keys of a server at once. Not while it runs. Throws as changed() and the constructor do.
+  void change(std::size_t server, const std::string& keys);
+
   // The figures of every server, in the order given. Not while it runs.
   std::vector<ServerFigures> figures();
 

@@ -34,6 +34,7 @@ Runner declarePing(Options& options);
 Runner declareServers(Options& options);
 Runner declareServe(Options& options);
 Runner declareCheck(Options& options);
+Runner declareRespond(Options& options);
 Runner declareSimulate(Options& options);
 Runner declareTop(Options& options);
 Runner declareWait(Options& options);

@@ -1,0 +1,171 @@
+#include "tools/load_source.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <optional>
+#include <utility>
+
+#include "service/wire/descriptor.h"
+#include "tools/command_run.h"
+#include "tools/tcp_table.h"
+#include "tools/text_table.h"
+
+namespace nimbolsp::tools {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// Whether it is time again, every so often; the first time at once.
+class Pace {
+ public:
+  explicit Pace(milliseconds every) : every_(every) {}
+
+  bool isDue(LoadSource::Clock::time_point now) {
+    if (now < next_) return false;
+    next_ = now + every_;
+    return true;
+  }
+
+ private:
+  const milliseconds every_;
+  LoadSource::Clock::time_point next_ = LoadSource::Clock::time_point::min();
+};
+
+LoadReport reportIn(const std::string& what, std::string_view text, std::int32_t limit) {
+  try {
+    return parseLoadReport(text, limit);
+  } catch (const std::invalid_argument& fault) {
+    throw LoadUnknown(what + ": " + fault.what());
+  }
+}
+
+class CommandSource : public LoadSource {
+ public:
+  CommandSource(std::string command, std::int32_t limit, SourcePace pace)
+      : command_(std::move(command)), limit_(limit), longest_(pace.age), pace_(pace.every) {}
+
+  LoadReport look(Clock::time_point now) override {
+    if (auto result = run_ ? run_->result() : std::nullopt) {
+      conclude(*result);
+    } else if (run_ && now >= started_ + longest_) {
+      forget("the command takes longer than " + decimal(inMilliseconds(longest_) / 1000, 1) + " s");
+    }
+    if (!run_ && pace_.isDue(now)) {
+      started_ = now;
+      run_ = std::make_unique<CommandRun>(command_);
+    }
+    if (!report_) throw LoadUnknown(fault_);
+    return *report_;
+  }
+
+ private:
+  void conclude(const CommandRun::Result& result) {
+    run_.reset();
+    try {
+      if (!result.fault.empty()) throw LoadUnknown("the command " + result.fault);
+      report_ = reportIn("the command's output", result.output, limit_);
+    } catch (const LoadUnknown& unknown) {
+      forget(unknown.what());
+    }
+  }
+
+  void forget(const std::string& fault) {
+    run_.reset();
+    report_.reset();
+    fault_ = fault;
+  }
+
+  const std::string command_;
+  const std::int32_t limit_;
+  const milliseconds longest_;
+  Pace pace_;
+  std::unique_ptr<CommandRun> run_;  // the one under way
+  Clock::time_point started_;
+  std::optional<LoadReport> report_;  // of the last one
+  std::string fault_ = "the command has not ended yet";
+};
+
+class FileSource : public LoadSource {
+ public:
+  FileSource(std::string path, std::int32_t limit, SourcePace pace)
+      : path_(std::move(path)),
+        limit_(limit),
+        age_(std::chrono::duration_cast<std::chrono::seconds>(pace.age)) {}
+
+  LoadReport look(Clock::time_point) override {
+    struct stat now {};
+    // Not blocking: of a pipe nobody may hold the other end.
+    const Descriptor file(open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (file.number() < 0 || fstat(file.number(), &now) != 0) {
+      throw LoadUnknown(path_ + " cannot be read: " + std::strerror(errno));
+    }
+    if (!S_ISREG(now.st_mode)) throw LoadUnknown(path_ + " is no file");
+    if (age_.count() > 0 && std::time(nullptr) - now.st_mtim.tv_sec > age_.count()) {
+      throw LoadUnknown(path_ + " is older than " + std::to_string(age_.count()) + " s");
+    }
+    return reportIn(path_, read(file.number()), limit_);
+  }
+
+ private:
+  std::string_view read(int file) {
+    const ssize_t length = ::read(file, text_.data(), text_.size());
+    if (length < 0) throw LoadUnknown(path_ + " cannot be read: " + std::strerror(errno));
+    return {text_.data(), static_cast<std::size_t>(length)};
+  }
+
+  const std::string path_;
+  const std::int32_t limit_;
+  const std::chrono::seconds age_;
+  std::array<char, kLongestReport> text_;
+};
+
+// What goes on at a port, while somebody listens there.
+class PortSource : public LoadSource {
+ public:
+  // Tells what `source` does; without one the connections, of `limit`.
+  PortSource(const SimulatedAddress& port, std::unique_ptr<LoadSource> source, std::int32_t limit,
+             SourcePace pace)
+      : port_(port), source_(std::move(source)), limit_(limit), pace_(pace.every) {}
+
+  LoadReport look(Clock::time_point now) override {
+    if (pace_.isDue(now)) use_ = useOf(port_);
+    const LoadReport report = source_ ? source_->look(now) : reportOf(use_.connections, limit_, 0, false);
+    if (!use_.isServed) throw LoadUnknown("nobody listens on " + port_.text());
+    return report;
+  }
+
+ private:
+  const SimulatedAddress port_;
+  const std::unique_ptr<LoadSource> source_;
+  const std::int32_t limit_;
+  Pace pace_;
+  PortUse use_;
+};
+
+}  // namespace
+
+std::unique_ptr<LoadSource> commandSource(const std::string& command, std::int32_t limit, SourcePace pace) {
+  return std::make_unique<CommandSource>(command, limit, pace);
+}
+
+std::unique_ptr<LoadSource> fileSource(const std::string& path, std::int32_t limit, SourcePace pace) {
+  return std::make_unique<FileSource>(path, limit, pace);
+}
+
+std::unique_ptr<LoadSource> connectionSource(const SimulatedAddress& port, std::int32_t limit,
+                                             SourcePace pace) {
+  return std::make_unique<PortSource>(port, nullptr, limit, pace);
+}
+
+std::unique_ptr<LoadSource> whileServed(std::unique_ptr<LoadSource> source, const SimulatedAddress& port,
+                                        SourcePace pace) {
+  return std::make_unique<PortSource>(port, std::move(source), 1, pace);
+}
+
+}  // namespace nimbolsp::tools
