@@ -19,6 +19,8 @@ int startShell(const std::string& command, int output, pid_t& process) {
   posix_spawn_file_actions_init(&files);
   posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
+  // Before we go on: closing with the exec is later, and until then our ports could not be taken anew.
+  posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setflags(&attributes,
