@@ -3,11 +3,17 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
 #include <ctime>
+#include <exception>
+#include <mutex>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "service/wire/descriptor.h"
@@ -21,22 +27,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Whether it is time again, every so often; the first time at once.
-class Pace {
- public:
-  explicit Pace(milliseconds every) : every_(every) {}
-
-  bool isDue(LoadSource::Clock::time_point now) {
-    if (now < next_) return false;
-    next_ = now + every_;
-    return true;
-  }
-
- private:
-  const milliseconds every_;
-  LoadSource::Clock::time_point next_ = LoadSource::Clock::time_point::min();
-};
-
 LoadReport reportIn(const std::string& what, std::string_view text, std::int32_t limit) {
   try {
     return parseLoadReport(text, limit);
@@ -48,7 +38,7 @@ LoadReport reportIn(const std::string& what, std::string_view text, std::int32_t
 class CommandSource : public LoadSource {
  public:
   CommandSource(std::string command, std::int32_t limit, SourcePace pace)
-      : command_(std::move(command)), limit_(limit), longest_(pace.age), pace_(pace.every) {}
+      : command_(std::move(command)), limit_(limit), every_(pace.every), longest_(pace.age) {}
 
   LoadReport look(Clock::time_point now) override {
     if (auto result = run_ ? run_->result() : std::nullopt) {
@@ -56,7 +46,7 @@ class CommandSource : public LoadSource {
     } else if (run_ && now >= started_ + longest_) {
       forget("the command takes longer than " + decimal(inMilliseconds(longest_) / 1000, 1) + " s");
     }
-    if (!run_ && pace_.isDue(now)) {
+    if (!run_ && now >= started_ + every_) {
       started_ = now;
       run_ = std::make_unique<CommandRun>(command_);
     }
@@ -83,10 +73,10 @@ class CommandSource : public LoadSource {
 
   const std::string command_;
   const std::int32_t limit_;
+  const milliseconds every_;
   const milliseconds longest_;
-  Pace pace_;
   std::unique_ptr<CommandRun> run_;  // the one under way
-  Clock::time_point started_;
+  Clock::time_point started_ = Clock::now() - every_;
   std::optional<LoadReport> report_;  // of the last one
   std::string fault_ = "the command has not ended yet";
 };
@@ -125,27 +115,48 @@ class FileSource : public LoadSource {
   std::array<char, kLongestReport> text_;
 };
 
-// What goes on at a port, while somebody listens there.
+// What goes on at a port, while somebody listens there. A thread looks: with many connections that takes its
+// time, for which no poll is to wait.
 class PortSource : public LoadSource {
  public:
   // Tells what `source` does; without one the connections, of `limit`.
   PortSource(const SimulatedAddress& port, std::unique_ptr<LoadSource> source, std::int32_t limit,
              SourcePace pace)
-      : port_(port), source_(std::move(source)), limit_(limit), pace_(pace.every) {}
+      : port_(port), source_(std::move(source)), limit_(limit) {
+    count();
+    thread_ = std::jthread([this, pace](const std::stop_token& ended) {
+      std::mutex mutex;
+      std::unique_lock hold(mutex);
+      std::condition_variable_any wake;
+      while (!wake.wait_for(hold, ended, pace.every, [&] { return ended.stop_requested(); })) count();
+    });
+  }
 
   LoadReport look(Clock::time_point now) override {
-    if (pace_.isDue(now)) use_ = useOf(port_);
-    const LoadReport report = source_ ? source_->look(now) : reportOf(use_.connections, limit_, 0, false);
-    if (!use_.isServed) throw LoadUnknown("nobody listens on " + port_.text());
+    const std::int32_t connections = connections_;
+    const LoadReport report =
+        source_ ? source_->look(now) : reportOf(std::max(connections, 0), limit_, 0, false);
+    if (connections == kNobody) throw LoadUnknown("nobody listens on " + port_.text());
     return report;
   }
 
  private:
+  static constexpr std::int32_t kNobody = -1;
+
+  void count() noexcept {
+    try {
+      const PortUse use = useOf(port_);
+      connections_ = use.isServed ? use.connections : kNobody;
+    } catch (const std::exception&) {
+      connections_ = kNobody;  // without memory nothing is known
+    }
+  }
+
   const SimulatedAddress port_;
   const std::unique_ptr<LoadSource> source_;
   const std::int32_t limit_;
-  Pace pace_;
-  PortUse use_;
+  std::atomic<std::int32_t> connections_{kNobody};
+  std::jthread thread_;
 };
 
 }  // namespace

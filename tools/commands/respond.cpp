@@ -69,8 +69,8 @@ std::unique_ptr<LoadSource> sourceOf(const Line& line) {
 
 int run(const Line& line) {
   const RespondOptions options{parseAddress(line.listen, INADDR_LOOPBACK), line.drainFile, line.warmUp};
+  const Descriptor stop = catchStopSignals();  // before the source's thread
   std::unique_ptr<LoadSource> source = sourceOf(line);
-  const Descriptor stop = catchStopSignals();
   raiseDescriptorLimit();
   try {
     Responder responder(options, std::move(source));
