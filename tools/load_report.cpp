@@ -15,7 +15,7 @@ namespace {
 constexpr std::int64_t kHighest =
     std::numeric_limits<std::int32_t>::max() / 100;  // a hundredfold is reckoned
 constexpr std::int64_t kHighestAverage = 32767;
-constexpr std::int64_t kHighestLoad = 300;  // times the limit; the service's per cents end at 32767
+constexpr std::int64_t kHighestLoad = 300;  // times the limit; the daemon's per cents end at 32767
 
 struct Words {
   std::int64_t used = -1;

@@ -17,7 +17,7 @@ struct LoadReport {
   bool operator==(const LoadReport&) const = default;
 };
 
-// The report of numbers that are not negative, `limit` not 0. What the service could not reckon with is told
+// The report of numbers that are not negative, `limit` not 0. What the daemon could not reckon with is told
 // in a larger unit, or as the highest that it can.
 LoadReport reportOf(std::int64_t used, std::int64_t limit, std::int64_t average, bool drain);
 

@@ -1,4 +1,4 @@
-// Answers the service's polls beside a server that does not: what a source tells becomes the answer of a
+// Answers the daemon's polls beside a server that does not: what a source tells becomes the answer of a
 // simulated server, which refuses polls while the source tells nothing.
 #pragma once
 

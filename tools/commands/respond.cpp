@@ -19,9 +19,9 @@ namespace {
 constexpr int kPortNotBound = 1;
 
 const char* const kHelp = R"(
-The profile names the address of --listen, where the service polls; front ends bring their requests to the port that
+The profile names the address of --listen, where the daemon polls; front ends bring their requests to the port that
 the server itself serves. While the load is not known (a command that fails or takes too long, a file that is missing
-or too old, words that are not understood, a port on which nobody listens) polls are refused, so that the service
+or too old, words that are not understood, a port on which nobody listens) polls are refused, so that the daemon
 withholds the server. A file is best written under another name and renamed. SIGINT and SIGTERM end it.
 Examples:
   nimbolspctl respond --listen 192.0.2.5:5912 --connections 8080 --limit 400 --drain-file /run/drain
