@@ -69,11 +69,16 @@ CommandRun::~CommandRun() {
 // What it printed waits in the pipe: a command that prints more than fits there does not end.
 std::optional<CommandRun::Result> CommandRun::result() {
   if (process_ < 0) return Result{"", fault_};
+  siginfo_t end{};
+  if (waitid(P_PID, static_cast<id_t>(process_), &end, WEXITED | WNOHANG | WNOWAIT) != 0 || end.si_pid == 0) {
+    return std::nullopt;
+  }
+  kill(-process_, SIGKILL);  // what it left behind, while the number is the group's for certain
   int status = 0;
-  if (waitpid(process_, &status, WNOHANG) != process_) return std::nullopt;
+  waitpid(process_, &status, 0);
   process_ = -1;
   Result result{std::string(kLongestReport, '\0'), faultOf(status)};
-  fcntl(output_.number(), F_SETFL, O_NONBLOCK);  // a process that it left behind may hold the other end
+  fcntl(output_.number(), F_SETFL, O_NONBLOCK);  // a process that left the group may hold the other end
   const ssize_t length = read(output_.number(), result.output.data(), result.output.size());
   result.output.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
   return result;

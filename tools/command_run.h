@@ -1,5 +1,5 @@
-// One run of a command by the shell, without waiting for it: its output, its end. It is ended with all that
-// it has started, if that is still in its process group, when the run is destroyed.
+// One run of a command by the shell, without waiting for it: its output, its end. What it has started ends
+// with it, if that is still in its process group; and all of it when the run is destroyed.
 #pragma once
 
 #include <sys/types.h>

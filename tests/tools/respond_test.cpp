@@ -1,8 +1,11 @@
 // What answers polls beside a server that does not: the words of a source, and the program with each source.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <thread>
 
 #include "tests/support/fake_server.h"
 #include "tests/support/temp_folder.h"
@@ -129,6 +132,15 @@ TEST(Respond, TellsWhatACommandPrintsUnlessItFailsOrHangs) {
     folder.write("load", "echo used=2");
     EXPECT_TRUE(program.says({1, 0, 2, 4})) << fault;
   }
+  const std::string left = folder.file("left");
+  folder.write("load", "for i in $(seq 300); do sleep 0.01; echo >>" + left + "; done & echo used=3");
+  EXPECT_TRUE(program.says({1, 0, 3, 4}));
+  folder.write("load", "echo used=2");
+  EXPECT_TRUE(program.says({1, 0, 2, 4}));
+  std::error_code absent;
+  const auto size = std::filesystem::file_size(left, absent);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_EQ(std::filesystem::file_size(left, absent), size) << "what the command left behind runs on";
 }
 
 TEST(Respond, CountsConnectionsWhileSomebodyListens) {
