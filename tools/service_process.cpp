@@ -87,7 +87,7 @@ bool isLocal(const ServiceAddress& service) {
 std::optional<std::uint64_t> listeningSocket(const ServiceAddress& service) {
   const in_addr_t own = inet_addr(service.host.c_str());
   std::optional<std::uint64_t> number;
-  forEachTcpSocket("/proc/net/tcp", [&](const TcpSocket& socket) {
+  forEachTcpSocket("/proc/net/tcp", [&](const TcpTableRow& socket) {
     const bool isOurs = socket.address == INADDR_ANY || socket.address == own;
     if (isOurs && socket.state == kListening && socket.port == (service.port & 0xFFFF))
       number = socket.number;

@@ -25,7 +25,7 @@ std::uint32_t addressIn(std::string_view digits) {
 
 }  // namespace
 
-void forEachTcpSocket(const std::string& path, const std::function<void(const TcpSocket&)>& use) {
+void forEachTcpSocket(const std::string& path, const std::function<void(const TcpTableRow&)>& use) {
   std::ifstream table(path);
   std::string line;
   std::getline(table, line);
@@ -45,7 +45,7 @@ void forEachTcpSocket(const std::string& path, const std::function<void(const Tc
 PortUse useOf(const SimulatedAddress& port) {
   PortUse found;
   for (const char* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
-    forEachTcpSocket(table, [&](const TcpSocket& socket) {
+    forEachTcpSocket(table, [&](const TcpTableRow& socket) {
       if (socket.port != port.port) return;
       const bool isOurs = port.ip == INADDR_ANY || socket.address == htonl(port.ip);
       if (socket.state == kEstablished && isOurs) ++found.connections;

@@ -10,7 +10,7 @@
 namespace nimbolsp::tools {
 
 // One socket, with its own address and port.
-struct TcpSocket {
+struct TcpTableRow {
   std::uint32_t address = 0;  // network order; 0: all addresses
   std::uint16_t port = 0;
   int state = 0;
@@ -22,7 +22,7 @@ inline constexpr int kEstablished = 0x01;
 inline constexpr int kListening = 0x0A;
 
 // Calls `use` with every socket of a table, /proc/net/tcp or /proc/net/tcp6; never where that cannot be read.
-void forEachTcpSocket(const std::string& path, const std::function<void(const TcpSocket&)>& use);
+void forEachTcpSocket(const std::string& path, const std::function<void(const TcpTableRow&)>& use);
 
 struct PortUse {
   bool isServed = false;  // somebody listens there

@@ -51,7 +51,7 @@ TEST(TcpTable, FindsEveryKindOfAddressOnce) {
       "00000000:00000000 00:00000000 00000000  33  0 0 1 0\n"
       "cut short: 0B0000");
   std::string found;
-  forEachTcpSocket(table, [&found](const TcpSocket& s) {
+  forEachTcpSocket(table, [&found](const TcpTableRow& s) {
     char text[64];
     std::snprintf(text, sizeof text, "%08X %u %d %llu\n", s.address, s.port, s.state,
                   static_cast<unsigned long long>(s.number));

@@ -58,7 +58,7 @@ void tell(const ServiceAddress& service, const ServiceAnswer& answer, int attemp
 // Why the process of --pid cannot be the one that answers; empty when nothing speaks against it.
 std::string objection(const ServiceAddress& service, pid_t process) {
   if (process <= 0) return {};
-  if (!startOf(process)) {
+  if (!startTicksOf(process)) {
     const bool isTaken = isLocal(service) && listeningSocket(service);
     return noProcess(process) + (isTaken ? "; another one listens on " + service.text() : "");
   }

@@ -78,8 +78,6 @@ int run(const Line& line) {
     responder.run(stop.number());
   } catch (const OutputFailed&) {
     throw;
-  } catch (const StoppedInOutput&) {
-    throw;
   } catch (const std::runtime_error& error) {
     complain(error.what());
     return kPortNotBound;

@@ -87,8 +87,9 @@ std::vector<Finding> findAll(const std::optional<VisibleProfile>& visible,
     findInFile(*visible, findings);
     findInLines(*visible, findings);
   }
-  findInKeys(*visible, effective, findings);
-  findInValues(*visible, findings);
+  const ReadLines read(*visible);
+  findInKeys(*visible, effective, read, findings);
+  findInValues(*visible, read, findings);
   findLimits(effective, findings);
   // What no finder has a word for.
   if (!findings.hasErrors()) findDifferences(*visible, effective, findings);

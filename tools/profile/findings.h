@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/profile/effective_profile.h"
+#include "tools/profile/read_lines.h"
 #include "tools/profile/visible_profile.h"
 
 namespace nimbolsp::tools {
@@ -159,8 +160,9 @@ void findInServer(const VisibleLine& line, Findings& findings);
 
 // The finders. Each looks at the whole profile.
 void findInLines(const VisibleProfile& visible, Findings& findings);
-void findInKeys(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings);
-void findInValues(const VisibleProfile& visible, Findings& findings);
+void findInKeys(const VisibleProfile& visible, const EffectiveProfile& effective, const ReadLines& read,
+                Findings& findings);
+void findInValues(const VisibleProfile& visible, const ReadLines& read, Findings& findings);
 void findDifferences(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings);
 
 // How many tasks the control groups of a process let it have, of the second version: its own and all above

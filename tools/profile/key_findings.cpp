@@ -5,7 +5,6 @@
 #include "service/resources/string_table.h"
 #include "tools/nearest.h"
 #include "tools/profile/findings.h"
-#include "tools/profile/read_lines.h"
 
 namespace nimbolsp::tools {
 
@@ -36,8 +35,9 @@ std::string whereIsKey(bool ofPool) {
 
 class KeyFinder {
  public:
-  KeyFinder(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings)
-      : visible_(visible), effective_(effective), read_(visible), findings_(findings) {
+  KeyFinder(const VisibleProfile& visible, const EffectiveProfile& effective, const ReadLines& read,
+            Findings& findings)
+      : visible_(visible), effective_(effective), read_(read), findings_(findings) {
     constexpr std::size_t kMostUnused = 1000;
     for (const VisibleSection& section : visible.sections) {
       if (section.use == VisibleSection::kUnused && unused_.size() < kMostUnused)
@@ -215,7 +215,7 @@ class KeyFinder {
 
   const VisibleProfile& visible_;
   const EffectiveProfile& effective_;
-  const ReadLines read_;
+  const ReadLines& read_;
   Findings& findings_;
   std::vector<std::string> unused_;  // names of sections, the first of them
   int suggestions_ = 0;              // that were looked for
@@ -223,8 +223,9 @@ class KeyFinder {
 
 }  // namespace
 
-void findInKeys(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings) {
-  KeyFinder(visible, effective, findings).find();
+void findInKeys(const VisibleProfile& visible, const EffectiveProfile& effective, const ReadLines& read,
+                Findings& findings) {
+  KeyFinder(visible, effective, read, findings).find();
 }
 
 }  // namespace nimbolsp::tools

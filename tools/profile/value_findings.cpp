@@ -7,7 +7,6 @@
 
 #include "service/wire/numbers.h"
 #include "tools/profile/findings.h"
-#include "tools/profile/read_lines.h"
 
 namespace nimbolsp::tools {
 
@@ -24,8 +23,8 @@ std::int64_t loadedNumber(KeyId id, std::string_view value) {
 
 class ValueFinder {
  public:
-  ValueFinder(const VisibleProfile& visible, Findings& findings)
-      : visible_(visible), read_(visible), findings_(findings) {}
+  ValueFinder(const VisibleProfile& visible, const ReadLines& read, Findings& findings)
+      : visible_(visible), read_(read), findings_(findings) {}
 
   void find() {
     for (const VisibleSection& section : visible_.sections) {
@@ -133,7 +132,7 @@ class ValueFinder {
   }
 
   const VisibleProfile& visible_;
-  const ReadLines read_;
+  const ReadLines& read_;
   Findings& findings_;
 };
 
@@ -188,8 +187,8 @@ class Comparison {
 
 }  // namespace
 
-void findInValues(const VisibleProfile& visible, Findings& findings) {
-  ValueFinder(visible, findings).find();
+void findInValues(const VisibleProfile& visible, const ReadLines& read, Findings& findings) {
+  ValueFinder(visible, read, findings).find();
 }
 
 void findDifferences(const VisibleProfile& visible, const EffectiveProfile& effective, Findings& findings) {
