@@ -88,7 +88,7 @@ class Daemon {
       PoolServer* server = serverAt(i);
       server->address[0] = static_cast<char>('0' + i);
       server->addressLength = 1;
-      pushToList(&pool_->allocationLists[0], server);
+      pool_->allocationLists[0].pushToHead({static_cast<std::int16_t>(i)});
     }
   }
 
@@ -102,7 +102,7 @@ class Daemon {
       markUnavailable(server);
       PoolHold hold(pool_);
       server->statistics = {1, 0, used[static_cast<std::size_t>(i)], kLimit};
-      server->load = loadPercent(server->statistics.loadUsed, kLimit);
+      setLoad(server, loadPercent(server->statistics.loadUsed, kLimit));
       placeServer(pool_, server, allocationListOf(1, 0, settings().bucketSize));
     }
   }
@@ -178,7 +178,6 @@ void printRows(int count, double interval, bool together, double seconds) {
 int main(int argc, char** argv) {
   const double seconds = argc > 1 ? std::atof(argv[1]) : 110;
   if (seconds <= kWarmUp) return 2;
-  nimboxi::createGuardDepthKey();
   nimboxi::createErrorStateKey();
   nimboxi::createLayerLock();
   setSettings({});

@@ -144,7 +144,6 @@ BENCHMARK(readTwicePoolsAgainstOnce)
 
 int main(int argc, char** argv) {
   // The lock alone, as every call takes it; a whole start of the layer would write a layer profile.
-  nimboxi::createGuardDepthKey();
   nimboxi::createLayerLock();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

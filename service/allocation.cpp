@@ -27,60 +27,58 @@ void detail(std::string_view text, const PoolServer* server) {
   if (detailed()) debugLog(text, server->ipAddress, server->port);
 }
 
-void detailVisited(const PoolServer* server, std::int16_t list) NIMBOXI_REQUIRES(poolGuard) {
-  if (!detailed()) return;
-  char text[kDetailBytes];
-  std::snprintf(text, sizeof text, "Server assigned to allocation list %i with load %i%%", list,
-                server->load);
-  detail(text, server);
+PoolServer* serverAt(const ServerPool* pool, const ServerList& list, std::size_t place)
+    NIMBOXI_REQUIRES(poolGuard) {
+  return &pool->servers[static_cast<std::size_t>(list.number(place))];
 }
 
-void detailFound(int count) {
-  if (!detailed()) return;
+// What the walk over a list sees: every server, and how many candidates there are.
+void detailSearch(const ServerPool* pool, int index, const Choice& choice) NIMBOXI_REQUIRES(poolGuard) {
+  const ServerList& list = pool->allocationLists[index];
   char text[kDetailBytes];
-  std::snprintf(text, sizeof text, "Found %i servers as possible candidates to take the request", count);
+  for (std::size_t place = 0; place < list.size(); ++place) {
+    std::snprintf(text, sizeof text, "Server assigned to allocation list %i with load %i%%",
+                  static_cast<std::int16_t>(index), list.row(place).load);
+    detail(text, serverAt(pool, list, place));
+  }
+  std::snprintf(text, sizeof text, "Found %i servers as possible candidates to take the request",
+                choice.candidates);
   debugLog(text, 0, 0);
 }
 
-struct Found {
-  PoolServer* first = nullptr;  // of the candidates
-  int count = 0;
-};
-
-// Finds the candidates of a list and marks each with the search's sequence number.
-Found findCandidates(ServerPool* pool, int list) NIMBOXI_REQUIRES(poolGuard) {
-  PoolServer* first = nullptr;
-  Candidates candidates;
-  for (PoolServer* server = pool->allocationLists[list]; server != nullptr; server = server->next) {
-    detailVisited(server, static_cast<std::int16_t>(list));
-    const Candidates::Verdict verdict = candidates.judge(server->load);
-    if (verdict == Candidates::kPassedOver) continue;
-    if (verdict == Candidates::kFirst) first = server;
-    server->candidateMark = pool->allocationSequence;
+// Every candidate that was handed out longer ago than all before it; the last of them is the chosen one.
+void detailPreferred(const ServerPool* pool, const ServerList& list, const Choice& choice)
+    NIMBOXI_REQUIRES(poolGuard) {
+  std::int32_t lowest = list.row(choice.first).lastAllocation;
+  for (std::size_t place = choice.first + 1; place <= choice.chosen; ++place) {
+    const ServerRow row = list.row(place);
+    if (row.candidateMark != pool->allocationSequence || row.lastAllocation >= lowest) continue;
+    lowest = row.lastAllocation;
+    detail(kPreferredText, serverAt(pool, list, place));
   }
-  detailFound(candidates.count());
-  return {first, candidates.count()};
 }
 
-// Of several candidates the one handed out longest ago; the first of them when that is equal.
-PoolServer* leastRecent(ServerPool* pool, PoolServer* first) NIMBOXI_REQUIRES(poolGuard) {
-  PoolServer* chosen = first;
-  LeastRecent order(first->lastAllocation);
-  for (PoolServer* server = first->next; server != nullptr; server = server->next) {
-    if (server->candidateMark != pool->allocationSequence) continue;
-    if (!order.prefers(server->lastAllocation)) continue;
-    detail(kPreferredText, server);
-    chosen = server;
-  }
-  return chosen;
+// Counts the request at once, so that a burst spreads before the next poll brings fresh figures.
+void countRequest(ServerPool* pool, ServerList& list, std::size_t place) NIMBOXI_REQUIRES(poolGuard) {
+  Statistics& statistics = serverAt(pool, list, place)->statistics;
+  statistics.loadUsed = wrapAdd(statistics.loadUsed, 1);
+  if (statistics.loadLimit != 0) list.setLoad(place, loadPercent(statistics.loadUsed, statistics.loadLimit));
+  list.setLastAllocation(place, pool->allocationSequence);
 }
 
-// The search: the lowest list with a candidate wins, whatever the loads in later lists. Null when no list has
-// a server below 100 %.
+// The search: the lowest list with a candidate wins, whatever the loads in later lists. Counts the request
+// against the server it finds; null when no list has one below 100 %.
 PoolServer* searchLists(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
-  for (int list = 0; list < kAllocationLists; ++list) {
-    const Found found = findCandidates(pool, list);
-    if (found.first != nullptr) return found.count == 1 ? found.first : leastRecent(pool, found.first);
+  for (int index = 0; index < kAllocationLists; ++index) {
+    ServerList& list = pool->allocationLists[index];
+    const Choice choice = list.choose(pool->allocationSequence);
+    if (detailed()) detailSearch(pool, index, choice);
+    if (choice.candidates == 0) continue;
+    if (detailed()) detailPreferred(pool, list, choice);
+    PoolServer* chosen = serverAt(pool, list, choice.chosen);
+    detail("This server will be allocated to handle this request", chosen);
+    countRequest(pool, list, choice.chosen);
+    return chosen;
   }
   return nullptr;
 }
@@ -88,18 +86,10 @@ PoolServer* searchLists(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
 // Some server when all are full or withheld: the head of the lowest list that has any, else the
 // one withheld last. Null for a pool without any.
 PoolServer* anyServer(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
-  for (PoolServer* head : pool->allocationLists) {
-    if (head != nullptr) return head;
+  for (const ServerList& list : pool->allocationLists) {
+    if (!list.empty()) return serverAt(pool, list, 0);
   }
-  return pool->unallocatedList;
-}
-
-// Counts the request at once, so that a burst spreads before the next poll brings fresh figures.
-void countRequest(ServerPool* pool, PoolServer* chosen) NIMBOXI_REQUIRES(poolGuard) {
-  Statistics& statistics = chosen->statistics;
-  statistics.loadUsed = wrapAdd(statistics.loadUsed, 1);
-  if (statistics.loadLimit != 0) chosen->load = loadPercent(statistics.loadUsed, statistics.loadLimit);
-  chosen->lastAllocation = pool->allocationSequence;
+  return pool->unallocatedList.empty() ? nullptr : serverAt(pool, pool->unallocatedList, 0);
 }
 
 }  // namespace
@@ -107,10 +97,6 @@ void countRequest(ServerPool* pool, PoolServer* chosen) NIMBOXI_REQUIRES(poolGua
 std::int32_t allocateServer(ServerPool* pool, char* replyBuffer) {
   PoolHold hold(pool);
   PoolServer* chosen = searchLists(pool);
-  if (chosen != nullptr) {
-    detail("This server will be allocated to handle this request", chosen);
-    countRequest(pool, chosen);
-  }
   pool->allocationSequence = wrapAdd(pool->allocationSequence, 1);
   if (chosen == nullptr) {
     chosen = anyServer(pool);

@@ -26,21 +26,4 @@ std::int16_t allocationListOf(std::int32_t divisor, std::int32_t dividend, std::
   return std::clamp<std::int16_t>(lowInt16(wrapDivide(average, bucketSize)), 0, kAllocationLists - 1);
 }
 
-Candidates::Verdict Candidates::judge(std::int16_t load) {
-  if (load < lowest_) {
-    lowest_ = load;
-    count_ = 1;
-    return kFirst;
-  }
-  if (count_ == 0 || load != lowest_) return kPassedOver;
-  ++count_;
-  return kEqual;
-}
-
-bool LeastRecent::prefers(std::int32_t lastAllocation) {
-  if (lastAllocation >= lowest_) return false;
-  lowest_ = lastAllocation;
-  return true;
-}
-
 }  // namespace nimbolsp

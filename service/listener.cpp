@@ -18,9 +18,10 @@ enum class Next { kGoOn, kStop };
 void answerServerRequest(TcpSocket& client, std::size_t nameLength) {
   char name[kMaximumBodySize + 1];
   if (!client.receiveExactly(name, nameLength)) return;
-  char answer[kHeaderSize + kNameSize] = {kServerAnswer, 0};
+  char answer[kHeaderSize + kNameSize];
   std::int32_t length = 0;
   if (ServerPool* pool = findPool(name, nameLength)) length = allocateServer(pool, answer + kHeaderSize);
+  answer[0] = kServerAnswer;
   answer[1] = static_cast<char>(length);
   client.sendAll(answer, kHeaderSize + static_cast<std::size_t>(length));
   client.orderlyClose();

@@ -28,8 +28,8 @@ bool withhold(PoolServer* server) {
   return static_cast<bool>(visit);
 }
 
-void logLoad(PoolServer* server) NIMBOXI_REQUIRES(poolGuard) {
-  if (settings().debugLevel != 0) report("Load: " + std::to_string(server->load) + "%", server);
+void logLoad(const PoolServer* server, std::int16_t load) {
+  if (settings().debugLevel != 0) report("Load: " + std::to_string(load) + "%", server);
 }
 
 // The exchange with the server. False, told in a debug line, when it does not go well.
@@ -60,8 +60,9 @@ void storeReply(PoolServer* server, const Statistics& statistics) {
   PoolHold hold(pool);
   server->statistics = statistics;
   if (hasNegative(statistics)) logMessage(kStringInvalidStatistic);
-  server->load = loadPercent(statistics.loadUsed, statistics.loadLimit);
-  logLoad(server);
+  const std::int16_t load = loadPercent(statistics.loadUsed, statistics.loadLimit);
+  setLoad(server, load);
+  logLoad(server, load);
   placeServer(pool, server,
               allocationListOf(statistics.ratioDivisor, statistics.ratioDividend, settings().bucketSize));
 }

@@ -12,11 +12,9 @@ namespace nimbolsp {
 namespace {
 
 // Until the first polls have filed the servers by load they all stand in list 0, the last one at the head.
-void chainServers(ServerPool* pool) {
+void fileServers(ServerPool* pool) {
   PoolHold hold(pool);
-  for (int i = 0; i < pool->serverCount; ++i) {
-    pushToList(&pool->allocationLists[0], &pool->servers[static_cast<std::size_t>(i)]);
-  }
+  for (std::int16_t i = 0; i < pool->serverCount; ++i) pool->allocationLists[0].pushToHead({i});
 }
 
 void fillServer(PoolServer* server, const ServerEntry& entry) {
@@ -29,7 +27,7 @@ void fillServer(PoolServer* server, const ServerEntry& entry) {
 std::uint32_t loadPool(const PoolEntry& entry) {
   const auto count = static_cast<std::int16_t>(entry.servers.size());
   ServerPool* pool = createPool(entry.name.c_str(), count, entry.pollInterval);
-  chainServers(pool);
+  fileServers(pool);
   for (std::size_t i = 0; i < entry.servers.size(); ++i) {
     PoolServer* server = &pool->servers[i];
     fillServer(server, entry.servers[i]);

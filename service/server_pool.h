@@ -13,6 +13,7 @@
 #include "service/balance.h"
 #include "service/log_file.h"
 #include "service/semaphore_lock.h"
+#include "service/server_list.h"
 #include "service/use_count.h"
 #include "service/wire/poll_protocol.h"
 #include "service/wire/request_protocol.h"
@@ -31,8 +32,9 @@ inline constexpr std::size_t kNameSize =
 
 struct ServerPool {
   // Constant once the loader has filled the pool.
-  ServerPool* next = nullptr;  // in `poolList`
-  char name[kNameSize] = {};   // in upper case
+  ServerPool* next = nullptr;       // in `poolList`
+  ServerPool* nextAlike = nullptr;  // among those whose names have the same hash
+  char name[kNameSize] = {};        // in upper case
   std::int32_t nameLength = 0;
   std::int16_t serverCount = 0;
   std::unique_ptr<PoolServer[]> servers;  // in the order of the profile
@@ -45,8 +47,8 @@ struct ServerPool {
   // and none during network calls or sleeps.
   SemaphoreLock lock;
   std::int32_t allocationSequence NIMBOXI_GUARDED_BY(poolGuard) = 1;  // one more with every attempt
-  PoolServer* allocationLists[kAllocationLists] NIMBOXI_GUARDED_BY(poolGuard) = {};
-  PoolServer* unallocatedList NIMBOXI_GUARDED_BY(poolGuard) = nullptr;  // being polled, or failed the last
+  ServerList allocationLists[kAllocationLists] NIMBOXI_GUARDED_BY(poolGuard);
+  ServerList unallocatedList NIMBOXI_GUARDED_BY(poolGuard);  // being polled, or failed the last
 
   ServerPool();
   ~ServerPool();
@@ -64,12 +66,9 @@ struct PoolServer {
   // Set and cleared by the server's own thread alone, under the lock; that thread reads it without.
   std::atomic<bool> unavailable{false};
 
-  PoolServer* next NIMBOXI_GUARDED_BY(poolGuard) = nullptr;  // in the one list that holds the server
+  // Load, last allocation and mark stand in the one list that holds the server.
   Statistics statistics NIMBOXI_GUARDED_BY(poolGuard);       // of the last good reply, and requests since
-  std::int16_t load NIMBOXI_GUARDED_BY(poolGuard) = 0;       // per cent
   std::int16_t listIndex NIMBOXI_GUARDED_BY(poolGuard) = 0;  // 0 to 9; -1 for the unallocated list
-  std::int32_t lastAllocation NIMBOXI_GUARDED_BY(poolGuard) = 0;  // sequence number; 0 before any
-  std::int32_t candidateMark NIMBOXI_GUARDED_BY(poolGuard) = 0;   // that of the search that marked it
 };
 
 // Holds a pool's lock to the end of the scope. Blocks until it is free.
@@ -105,8 +104,17 @@ void letGoOfPool(ServerPool* pool);
 // and thread handles, and lets go of the pools. Main's last use of them.
 void destroyAllPools();
 
-// The pool with a name, which is converted to upper case in place; null when there is none.
+// The pool with a name, which is converted to upper case in place; null when there is none. Main's alone.
 ServerPool* findPool(char* name, std::size_t length);
+
+// A server's place among its pool's servers, from 0: what a list knows it by.
+std::int16_t numberOf(const PoolServer* server);
+
+// The list that holds a server, by its index.
+ServerList& listOf(PoolServer* server) NIMBOXI_REQUIRES(poolGuard);
+
+// Stores a server's load, in per cent.
+void setLoad(PoolServer* server, std::int16_t load) NIMBOXI_REQUIRES(poolGuard);
 
 // Withholds a server from allocation: moves it to the unallocated list. Does nothing for one that is already.
 void markUnavailable(PoolServer* server) NIMBOXI_EXCLUDES(logLock);
@@ -115,8 +123,5 @@ void markUnavailable(PoolServer* server) NIMBOXI_EXCLUDES(logLock);
 // already stays where it is.
 void placeServer(ServerPool* pool, PoolServer* server, std::int16_t list) NIMBOXI_REQUIRES(poolGuard)
     NIMBOXI_EXCLUDES(logLock);
-
-// Puts a server at the head of a list.
-void pushToList(PoolServer** head, PoolServer* server) NIMBOXI_REQUIRES(poolGuard);
 
 }  // namespace nimbolsp

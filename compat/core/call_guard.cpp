@@ -16,46 +16,43 @@ namespace {
 
 constexpr DWORD kNoKey = 0xFFFFFFFF;
 
-// Constant after LayerStartup.
-DWORD guardDepthKey = kNoKey;
-
 // Constant from LayerStartup to LayerShutdown, when no other thread is in the layer; null outside.
 std::atomic<LayerLock> layerLock{nullptr};
 
 std::atomic<DiagnosticHook> diagnosticHook{nullptr};
 
-// This thread's depth when the key cannot keep it, as no key was left or there is no memory for its value:
-// a depth that were lost would keep the lock locked, and all other threads out, for ever. 0 otherwise.
-thread_local std::uint32_t keylessDepth = 0;
+// The thread's nesting depth. A variable, not a value of a thread key: every call of the layer reads and
+// writes it twice, and there may be no key left.
+constinit thread_local std::uint32_t depthOfThread = 0;
 
 void report(const char* text, int error) {
   if (DiagnosticHook hook = diagnosticHook.load(std::memory_order_acquire)) hook(text, error);
 }
 
-bool hasLayerLock() {
-  return layerLock.load(std::memory_order_acquire) != nullptr;
+void lockMutex(LayerLock mutex) {
+  if (mutex == nullptr) {
+    report("badenter", 0);
+  } else if (int error = pthread_mutex_lock(mutex)) {
+    report("enter", error);
+  }
 }
 
-// Locks or unlocks the layer. The pointer is read once more: a lock that has gone since is reported.
-void changeLayerLock(void (*change)(LayerLock*)) {
-  LayerLock mutex = layerLock.load(std::memory_order_acquire);
-  change(&mutex);
+void unlockMutex(LayerLock mutex) {
+  if (mutex == nullptr) {
+    report("badleave", 0);
+  } else if (int error = pthread_mutex_unlock(mutex)) {
+    report("leave", error);
+  }
 }
 
-void setGuardDepth(std::uint32_t depth) {
-  const auto value = reinterpret_cast<void*>(static_cast<std::uintptr_t>(depth));
-  const bool kept = guardDepthKey != kNoKey && pthread_setspecific(guardDepthKey, value) == 0;
-  keylessDepth = kept ? 0 : depth;
+LayerLock currentLayerLock() {
+  return layerLock.load(std::memory_order_acquire);
 }
 
 }  // namespace
 
-void createGuardDepthKey() {
-  if (guardDepthKey == kNoKey) guardDepthKey = CreateThreadKey();
-}
-
 void createLayerLock() {
-  if (hasLayerLock()) return;
+  if (currentLayerLock() != nullptr) return;
   LayerLock mutex = nullptr;
   CreateLock(&mutex);
   layerLock.store(mutex, std::memory_order_release);
@@ -67,9 +64,7 @@ void destroyLayerLock() {
 }
 
 std::uint32_t guardDepth() {
-  const void* kept = guardDepthKey == kNoKey ? nullptr : pthread_getspecific(guardDepthKey);
-  if (kept == nullptr) return keylessDepth;
-  return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(kept));
+  return depthOfThread;
 }
 
 }  // namespace nimboxi
@@ -94,11 +89,7 @@ void DestroyLock(LayerLock* lock) {
 }
 
 void Lock(LayerLock* lock) {
-  if (lock == nullptr || *lock == nullptr) {
-    report("badenter", 0);
-    return;
-  }
-  if (int error = pthread_mutex_lock(*lock)) report("enter", error);
+  lockMutex(lock == nullptr ? nullptr : *lock);
 }
 
 BOOL TryLock(LayerLock* lock) {
@@ -112,11 +103,7 @@ BOOL TryLock(LayerLock* lock) {
 }
 
 void Unlock(LayerLock* lock) {
-  if (lock == nullptr || *lock == nullptr) {
-    report("badleave", 0);
-    return;
-  }
-  if (int error = pthread_mutex_unlock(*lock)) report("leave", error);
+  unlockMutex(lock == nullptr ? nullptr : *lock);
 }
 
 void SetDiagnosticHook(DiagnosticHook hook) {
@@ -146,17 +133,16 @@ void YieldThread() {
   sched_yield();
 }
 
+// Both read the pointer once more where they use it: a lock that has gone since is reported.
 void EnterLayer() {
-  if (!hasLayerLock()) return;
-  const std::uint32_t depth = guardDepth();
-  if (depth == 0) changeLayerLock(Lock);
-  setGuardDepth(depth + 1);
+  if (currentLayerLock() == nullptr) return;
+  if (depthOfThread == 0) lockMutex(currentLayerLock());
+  ++depthOfThread;
 }
 
 void LeaveLayer() {
-  if (!hasLayerLock()) return;
-  const std::uint32_t depth = guardDepth();
-  if (depth == 1) changeLayerLock(Unlock);
+  if (currentLayerLock() == nullptr) return;
+  if (depthOfThread == 1) unlockMutex(currentLayerLock());
   // Required(leave-wraps): an unbalanced leave wraps the depth, and the thread never locks the layer again.
-  setGuardDepth(depth - 1);
+  --depthOfThread;
 }

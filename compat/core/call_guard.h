@@ -35,9 +35,6 @@ class NIMBOXI_SCOPED_CAPABILITY CallGuard {
   bool inside_ = true;
 };
 
-// Creates the key of the nesting depth, once a process. Called by LayerStartup before the layer lock.
-void createGuardDepthKey();
-
 // Creates the layer lock unless it stands. Called by LayerStartup alone, before other threads use the layer.
 void createLayerLock();
 

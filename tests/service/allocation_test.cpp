@@ -32,10 +32,8 @@ class AllocationTest : public ServiceTest {
       server->address[0] = static_cast<char>('1' + i);
       server->addressLength = 1;
       server->statistics = {0, 0, row.used, row.limit};
-      server->load = row.load;
-      server->lastAllocation = row.lastAllocation;
       server->listIndex = static_cast<std::int16_t>(row.list);
-      pushToList(row.list < 0 ? &pool_->unallocatedList : &pool_->allocationLists[row.list], server);
+      listOf(server).pushToHead({static_cast<std::int16_t>(i), row.load, row.lastAllocation});
     }
   }
 
@@ -48,9 +46,11 @@ class AllocationTest : public ServiceTest {
 
   // Load, requests counted, and sequence number of the last allocation, one attempt after the filling.
   std::string stateOf(const std::string& number) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
-    const PoolServer& server = pool_->servers[std::stoul(number) - 1];
-    return std::to_string(server.load) + " " + std::to_string(server.statistics.loadUsed) + " " +
-           std::to_string(server.lastAllocation) + (pool_->allocationSequence == 51 ? "" : " not counted");
+    PoolServer& server = pool_->servers[std::stoul(number) - 1];
+    const ServerList& list = listOf(&server);
+    const ServerRow row = list.row(list.placeOf(numberOf(&server)).value());
+    return std::to_string(row.load) + " " + std::to_string(server.statistics.loadUsed) + " " +
+           std::to_string(row.lastAllocation) + (pool_->allocationSequence == 51 ? "" : " not counted");
   }
 
   PoolServer* server(int number) { return &pool_->servers[static_cast<std::size_t>(number - 1)]; }
@@ -59,9 +59,12 @@ class AllocationTest : public ServiceTest {
   std::string lists() NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
     std::string all;
     for (int list = -1; list < kAllocationLists; ++list) {
-      PoolServer* at = list < 0 ? pool_->unallocatedList : pool_->allocationLists[list];
-      if (at != nullptr) all += " " + std::to_string(list) + ":";
-      for (; at != nullptr; at = at->next) all += at->listIndex == list ? at->address : "?";
+      const ServerList& rows = list < 0 ? pool_->unallocatedList : pool_->allocationLists[list];
+      if (!rows.empty()) all += " " + std::to_string(list) + ":";
+      for (std::size_t place = 0; place < rows.size(); ++place) {
+        const PoolServer& at = pool_->servers[static_cast<std::size_t>(rows.row(place).number)];
+        all += at.listIndex == list ? at.address : "?";
+      }
     }
     return all;
   }

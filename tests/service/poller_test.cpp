@@ -32,6 +32,8 @@ class PollerTest : public ServiceTest {
     EXPECT_TRUE(listening_.bindAndListen(0));
     port_ = portOf(listening_.descriptor());
     server_->port = port_;
+    PoolHold hold(pool_);
+    listOf(server_).pushToHead({});
   }
 
   // Reads the poll of a connection, answers it, and waits for its orderly end.
@@ -106,7 +108,7 @@ TEST_F(PollerTest, ReplyIsStoredUnderTheLockAndNotBehindTheGate) {
     PoolHold hold(pool_);
     answer(first, {1, 0, 7, 10});
     letOthersGoOn();
-    EXPECT_EQ(server_->load, 0);
+    EXPECT_EQ(listOf(server_).row(0).load, 0);
   }
   TcpSocket second(listening_.accept());
   destroyAllPools();

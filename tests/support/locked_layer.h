@@ -1,4 +1,4 @@
-// The layer's keys and its lock alone, for tests that need neither settings nor fonts, and a layer profile
+// The layer's key and its lock alone, for tests that need neither settings nor fonts, and a layer profile
 // that gives ports their devices. The working directory is a folder of its own meanwhile.
 #pragma once
 
@@ -13,7 +13,6 @@
 class LockedLayer {
  public:
   LockedLayer() {
-    nimboxi::createGuardDepthKey();
     nimboxi::createErrorStateKey();
     nimboxi::createLayerLock();
     setPorts("");

@@ -1,9 +1,11 @@
 #include "tools/profile/sharing_forecast.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "service/balance.h"
+#include "service/server_list.h"
 #include "service/wire/numbers.h"
 
 namespace nimbolsp::tools {
@@ -17,7 +19,6 @@ struct Share {
   Statistics statistics;
   std::int16_t load;
   std::int16_t list;  // -1: withheld
-  std::int32_t lastAllocation = 0;
   std::size_t requests = 0;
 };
 
@@ -35,37 +36,36 @@ std::vector<Share> sharesOf(const PoolEntry& pool, std::span<const PollResult> r
   return shares;
 }
 
-Share* leastLoaded(std::vector<Share>& shares, int list) {
-  Candidates candidates;
-  Share* first = nullptr;
-  for (Share& share : shares) {
-    if (share.list == list && candidates.judge(share.load) == Candidates::kFirst) first = &share;
+// The allocation lists of a pool, and behind them the unallocated one.
+using Lists = std::array<ServerList, kAllocationLists + 1>;
+
+Lists listsOf(const std::vector<Share>& shares) {
+  Lists lists;
+  for (std::size_t i = shares.size(); i-- > 0;) {
+    ServerList& list = shares[i].list < 0 ? lists.back() : lists[static_cast<std::size_t>(shares[i].list)];
+    list.pushToHead({.number = static_cast<std::int16_t>(i), .load = shares[i].load});
   }
-  if (first == nullptr || candidates.count() == 1) return first;
-  Share* chosen = first;
-  LeastRecent order(first->lastAllocation);
-  for (Share* share = first + 1; share != shares.data() + shares.size(); ++share) {
-    if (share->list == list && share->load == first->load && order.prefers(share->lastAllocation))
-      chosen = share;
-  }
-  return chosen;
+  return lists;
 }
 
 // Hands out one request. False when every counter is full, and some server had to do.
-bool handOut(std::vector<Share>& shares, std::int32_t sequence) {
-  for (int list = 0; list < kAllocationLists; ++list) {
-    Share* chosen = leastLoaded(shares, list);
-    if (chosen == nullptr) continue;
-    Statistics& now = chosen->statistics;
+bool handOut(std::vector<Share>& shares, Lists& lists, std::int32_t sequence) {
+  const auto shareAt = [&](const ServerList& list, std::size_t place) -> Share& {
+    return shares[static_cast<std::size_t>(list.row(place).number)];
+  };
+  for (ServerList& list : std::span(lists).first(kAllocationLists)) {
+    const Choice choice = list.choose(sequence);
+    if (choice.candidates == 0) continue;
+    Share& chosen = shareAt(list, choice.chosen);
+    Statistics& now = chosen.statistics;
     now.loadUsed = wrapAdd(now.loadUsed, 1);
-    if (now.loadLimit != 0) chosen->load = loadPercent(now.loadUsed, now.loadLimit);
-    chosen->lastAllocation = sequence;
-    ++chosen->requests;
+    if (now.loadLimit != 0) list.setLoad(choice.chosen, loadPercent(now.loadUsed, now.loadLimit));
+    list.setLastAllocation(choice.chosen, sequence);
+    ++chosen.requests;
     return true;
   }
-  // A withheld one comes behind all lists: as an unsigned number its list is the highest.
-  const auto place = [](const Share& share) { return static_cast<std::uint16_t>(share.list); };
-  ++std::ranges::min_element(shares, {}, place)->requests;
+  const auto holding = std::ranges::find_if(lists, [](const ServerList& list) { return !list.empty(); });
+  ++shareAt(*holding, 0).requests;
   return false;
 }
 
@@ -106,8 +106,9 @@ PoolForecast forecast(const PoolEntry& pool, std::span<const PollResult> results
   }
   told.requests =
       static_cast<std::size_t>(std::min(std::ceil(rate * told.interval), static_cast<double>(kMostForetold)));
+  Lists lists = listsOf(shares);
   for (std::size_t i = 0; i < told.requests; ++i) {
-    if (!handOut(shares, static_cast<std::int32_t>(i + 1))) ++told.withoutRoom;
+    if (!handOut(shares, lists, static_cast<std::int32_t>(i + 1))) ++told.withoutRoom;
   }
   const auto busiest = std::ranges::max_element(shares, {}, &Share::requests);
   told.busiest = busiest->server->text;

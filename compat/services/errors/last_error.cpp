@@ -25,9 +25,10 @@ struct ListedState {
 
 std::atomic<ListedState*> allStates{nullptr};
 
-// Constant after LayerStartup. 0 means not created yet, kNoKey that the system had none left.
-constexpr DWORD kNoKey = 0xFFFFFFFF;
-DWORD errorStateKey = 0;
+// Constant after LayerStartup.
+constexpr DWORD kNoKey = 0xFFFFFFFF;  // the system had none left
+constexpr DWORD kNotCreated = 0xFFFFFFFE;
+DWORD errorStateKey = kNotCreated;
 
 // What all threads share until there is a key; only one thread runs then.
 ThreadLayerState processState{0, nullptr};
@@ -41,7 +42,7 @@ void keepReachable(ListedState* listed) {
 
 // The record to read: null when the thread has none. Reading never creates one.
 ThreadLayerState* findState() {
-  if (errorStateKey == 0) return &processState;
+  if (errorStateKey == kNotCreated) return &processState;
   if (errorStateKey == kNoKey) return nullptr;
   return static_cast<ThreadLayerState*>(GetThreadValue(errorStateKey));
 }
@@ -64,7 +65,7 @@ ThreadLayerState* findOrCreateState() {
 }  // namespace
 
 void createErrorStateKey() {
-  if (errorStateKey == 0 || errorStateKey == kNoKey) errorStateKey = CreateThreadKey();
+  if (errorStateKey == kNotCreated || errorStateKey == kNoKey) errorStateKey = CreateThreadKey();
   std::free(processState.errorText);
   processState.errorText = nullptr;
 }

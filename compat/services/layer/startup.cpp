@@ -60,7 +60,6 @@ int32_t startServices(const char* programPath, RESOURCE_FUNCTION resourceFunctio
 using namespace nimboxi;
 
 int32_t LayerStartup(const char* programPath, RESOURCE_FUNCTION resourceFunction, int32_t runWithoutLock) {
-  createGuardDepthKey();
   createErrorStateKey();
   if (runWithoutLock == 0) createLayerLock();
   const int32_t fonts = startServices(programPath == nullptr ? "" : programPath, resourceFunction);
