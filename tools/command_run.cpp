@@ -77,7 +77,7 @@ std::optional<CommandRun::Result> CommandRun::result() {
   int status = 0;
   waitpid(process_, &status, 0);
   process_ = -1;
-  Result result{std::string(kLongestReport, '\0'), faultOf(status)};
+  Result result{std::string(kLongestReport + 1, '\0'), faultOf(status)};
   fcntl(output_.number(), F_SETFL, O_NONBLOCK);  // a process that left the group may hold the other end
   const ssize_t length = read(output_.number(), result.output.data(), result.output.size());
   result.output.resize(length < 0 ? 0 : static_cast<std::size_t>(length));

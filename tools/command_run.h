@@ -11,7 +11,7 @@
 
 namespace nimbolsp::tools {
 
-inline constexpr std::size_t kLongestReport = 4096;  // bytes of output that count
+inline constexpr std::size_t kLongestReport = 4096;  // bytes; of longer output one more is kept
 
 class CommandRun {
  public:

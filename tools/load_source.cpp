@@ -28,6 +28,9 @@ namespace {
 using std::chrono::milliseconds;
 
 LoadReport reportIn(const std::string& what, std::string_view text, std::int32_t limit) {
+  // A number may be cut off at the end.
+  if (text.size() > kLongestReport)
+    throw LoadUnknown(what + " is longer than " + std::to_string(kLongestReport) + " bytes");
   try {
     return parseLoadReport(text, limit);
   } catch (const std::invalid_argument& fault) {
@@ -112,7 +115,7 @@ class FileSource : public LoadSource {
   const std::string path_;
   const std::int32_t limit_;
   const std::chrono::seconds age_;
-  std::array<char, kLongestReport> text_;
+  std::array<char, kLongestReport + 1> text_;
 };
 
 // What goes on at a port, while somebody listens there. A thread looks: with many connections that takes its

@@ -13,6 +13,7 @@
 int main(int argc, char** argv) {
   using namespace nimbolsp::tools;
   std::signal(SIGPIPE, SIG_IGN);  // a peer that has gone costs nothing
+  std::signal(SIGCHLD, SIG_DFL);  // else, where who started us ignores it, no command's end is told
   openClosedOutput();
   nimbolsp::openStandardDescriptors();
   try {

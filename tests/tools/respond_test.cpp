@@ -66,7 +66,8 @@ TEST(TcpTable, FindsEveryKindOfAddressOnce) {
 class Responding {
  public:
   explicit Responding(const std::string& options) {
-    const std::string command = "exec " NIMBOLSPCTL_PROGRAM " respond --listen 0 --every 0.1 " + options;
+    const std::string command =
+        "trap '' CHLD; exec " NIMBOLSPCTL_PROGRAM " respond --listen 0 --every 0.1 " + options;
     output_ = popen(("echo $$; " + command + " 2>&1").c_str(), "re");
     process_ = std::stoi(line());
     port_ = static_cast<std::uint16_t>(std::stoi(line().substr(sizeof "at 127.0.0.1")));
@@ -126,7 +127,8 @@ TEST(Respond, TellsWhatACommandPrintsUnlessItFailsOrHangs) {
   const std::string load = folder.write("load", "echo used=1");
   Responding program("--limit 4 --max-age 0.3 --command '. " + load + "'");
   EXPECT_TRUE(program.says({1, 0, 1, 4}));
-  for (const char* fault : {"echo used=1; exit 3", "echo usd=1", "sleep 100 & wait", "kill -9 $$"}) {
+  for (const char* fault :
+       {"echo used=1; exit 3", "echo usd=1", "sleep 100 & wait", "kill -9 $$", "printf used=2%5000s"}) {
     folder.write("load", fault);
     EXPECT_TRUE(program.refuses()) << fault;
     folder.write("load", "echo used=2");
