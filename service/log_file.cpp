@@ -69,11 +69,17 @@ bool trim(int file) {
   return lines.cutPoint() == 0 || moveToFront(file, lines.cutPoint());
 }
 
+// What finds no room to its end is taken back: half a line would join with the next report.
 void appendTo(int file, std::string_view text) {
+  off_t appended = 0;
   ssize_t written;
   while (!text.empty() && (written = write(file, text.data(), text.size())) > 0) {
     text.remove_prefix(static_cast<std::size_t>(written));
+    appended += written;
   }
+  struct stat status {};
+  if (text.empty() || appended == 0 || fstat(file, &status) != 0) return;
+  static_cast<void>(ftruncate(file, status.st_size - appended) == 0);
 }
 
 // Only a regular file has lines to count and an end to append to. What else bears the log's name gets the

@@ -72,6 +72,17 @@ TEST_F(LogFileTest, InterruptedCutLosesNothing) {
   EXPECT_EQ(rawLog(), kept.substr(0, 20000) + kept.substr(20000 - 101));
 }
 
+TEST_F(LogFileTest, ReportThatFindsNoRoomIsDroppedWhole) {
+  signal(SIGXFSZ, SIG_IGN);
+  logText("first");
+  const std::string before = rawLog();
+  {
+    const ResourceLimit low(RLIMIT_FSIZE, before.size() + 28);
+    logText("half of this line");
+  }
+  EXPECT_EQ(rawLog(), before);
+}
+
 TEST_F(LogFileTest, FileThatCannotBeWrittenCostsOnlyTheFile) {
   mkfifo(folder_.file("fifo").c_str(), 0600);
   for (const std::string& path :
