@@ -143,6 +143,7 @@ bool copyAttributes(const std::string& from, int to) {
 // A new file, gone again unless it is kept.
 class NewFile {
  public:
+  // `path` is handed over and never copied: a copy that found no memory would leave the file behind.
   NewFile(std::string path, int descriptor) : path_(std::move(path)), file_(descriptor) {
     if (descriptor < 0) throw WriteFailed(path_);
   }
@@ -198,7 +199,7 @@ NewFile newBackup(const std::string& path) {
   std::string name = path + ".bak";
   for (int number = 1;; ++number) {
     const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (file >= 0 || errno != EEXIST) return {name, file};
+    if (file >= 0 || errno != EEXIST) return {std::move(name), file};
     name = path + ".bak." + std::to_string(number);
   }
 }
@@ -206,7 +207,7 @@ NewFile newBackup(const std::string& path) {
 NewFile newTemporary(const std::string& path) {
   std::string name = path + ".XXXXXX";
   const int file = mkostemp(name.data(), O_CLOEXEC);
-  return {name, file};
+  return {std::move(name), file};
 }
 
 // Why the daemon would not load from a file with this text what was visible in the former; empty when it
