@@ -80,6 +80,12 @@ class Simulation(Scope):
         self.addresses = [line.split()[0] for line in lines[:-1]]
 
 
+    def end(self):
+        """All servers go at once."""
+        self.process.kill()
+        self.process.wait()
+
+
 class Port:
     """A port of this machine that is ours while this lives, and that the daemon alone can listen on."""
 
