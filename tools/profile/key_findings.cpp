@@ -24,7 +24,7 @@ std::string nearestKey(std::string_view name, bool ofPool) {
   const std::size_t digits = name.find_last_not_of("0123456789") + 1;
   std::string nearest = nearestWord(name, rightKeys(ofPool));
   if (nearest.ends_with('1') && digits < name.size() && name[digits] != '0') {
-    nearest = nearest.substr(0, nearest.size() - 1) + std::string(name.substr(digits));
+    nearest.replace(nearest.size() - 1, 1, name.substr(digits));
   }
   return nearest;
 }
