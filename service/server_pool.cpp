@@ -65,9 +65,8 @@ ServerRow removeFromList(ServerPool* pool, PoolServer* server) NIMBOXI_REQUIRES(
 void waitForPollingThreads(ServerPool*) {
 }
 
-// Every list can hold every server, so that no poll needs memory.
-void reserveLists(ServerPool* pool, std::size_t servers) {
-  PoolHold hold(pool);
+// Every list can hold every server, so that no poll needs memory. Nobody else knows the pool yet.
+void reserveLists(ServerPool* pool, std::size_t servers) NIMBOXI_NO_THREAD_SAFETY_ANALYSIS {
   for (ServerList& list : pool->allocationLists) list.reserve(servers);
   pool->unallocatedList.reserve(servers);
 }
@@ -93,10 +92,10 @@ ServerPool* createPool(const char* name, std::int16_t serverCount, std::int32_t 
   const auto count = static_cast<std::size_t>(serverCount);
   pool->servers = std::make_unique<PoolServer[]>(count);
   for (std::size_t i = 0; i < count; ++i) pool->servers[i].pool = pool;
-  reserveLists(pool, count);
   pool->pollInterval = pollInterval;
   pool->pollRequest = encodePollRequest();
   pool->lock.create();
+  reserveLists(pool, count);
   pool->users.open();
   pool->next = poolList;
   poolList = pool;
