@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "nimboxi/call_guard.h"
 #include "nimboxi/errors.h"
@@ -16,14 +17,16 @@ struct ThreadLayerState {
   char* errorText;  // owned; null for none
 };
 
-// A record in the list of all records. Records outlive their threads, as the key has no destructor; the list
-// keeps them reachable.
-struct ListedState {
-  ThreadLayerState state;
-  ListedState* next;
+// Records come a block at a time: a thread that allocated one for itself would cost the heap's own 656 bytes
+// besides, in a process with thousands. They outlive their threads, as the key has no destructor; the blocks
+// keep them reachable.
+struct RecordBlock {
+  ThreadLayerState records[256];
+  std::atomic<std::size_t> taken;
+  RecordBlock* next;
 };
 
-std::atomic<ListedState*> allStates{nullptr};
+std::atomic<RecordBlock*> newestBlock{nullptr};
 
 // Constant after LayerStartup.
 constexpr DWORD kNoKey = 0xFFFFFFFF;  // the system had none left
@@ -33,10 +36,18 @@ DWORD errorStateKey = kNotCreated;
 // What all threads share until there is a key; only one thread runs then.
 ThreadLayerState processState{0, nullptr};
 
-void keepReachable(ListedState* listed) {
-  listed->next = allStates.load(std::memory_order_relaxed);
-  while (!allStates.compare_exchange_weak(listed->next, listed, std::memory_order_release,
-                                          std::memory_order_relaxed)) {
+// A record, all zero, that nobody has; null without memory.
+ThreadLayerState* newRecord() {
+  for (;;) {
+    RecordBlock* newest = newestBlock.load(std::memory_order_acquire);
+    if (newest != nullptr) {
+      const std::size_t number = newest->taken.fetch_add(1, std::memory_order_relaxed);
+      if (number < std::size(newest->records)) return &newest->records[number];
+    }
+    auto* block = static_cast<RecordBlock*>(std::calloc(1, sizeof(RecordBlock)));
+    if (block == nullptr) return nullptr;
+    block->next = newest;
+    if (!newestBlock.compare_exchange_strong(newest, block, std::memory_order_acq_rel)) std::free(block);
   }
 }
 
@@ -51,15 +62,8 @@ ThreadLayerState* findState() {
 ThreadLayerState* findOrCreateState() {
   if (ThreadLayerState* state = findState()) return state;
   if (errorStateKey == kNoKey) return nullptr;
-  auto* listed = static_cast<ListedState*>(std::calloc(1, sizeof(ListedState)));
-  if (listed == nullptr) return nullptr;
-  SetThreadValue(errorStateKey, &listed->state);
-  if (findState() == nullptr) {
-    std::free(listed);
-    return nullptr;
-  }
-  keepReachable(listed);
-  return &listed->state;
+  if (ThreadLayerState* state = newRecord()) SetThreadValue(errorStateKey, state);
+  return findState();
 }
 
 }  // namespace
