@@ -1,5 +1,7 @@
 #include "tests/history/plain_pool.h"
 
+#include <sstream>
+
 #include "service/wire/numbers.h"
 
 namespace nimbolsp {
@@ -8,7 +10,8 @@ std::string debugLine(std::int64_t server, const std::string& text) {
   return std::to_string(server) + " " + text;
 }
 
-PlainPool::PlainPool(std::size_t count, std::int32_t first) : sequence(first), servers(count) {
+PlainPool::PlainPool(std::size_t count, std::int32_t first, bool tells)
+    : sequence(first), servers(count), tells_(tells) {
   for (PlainServer& server : servers) {
     server.next = heads[0];
     heads[0] = &server;
@@ -36,8 +39,12 @@ void PlainPool::place(std::size_t number, const Statistics& statistics, std::int
   if (list != server.listIndex) move(server, list);
 }
 
-void PlainPool::tell(const std::string& text, const PlainServer* server) {
-  lines.push_back(debugLine(server == nullptr ? -1 : server - servers.data(), text));
+template <typename... Parts>
+void PlainPool::tell(const PlainServer* server, Parts... parts) {
+  if (!tells_) return;
+  std::ostringstream text;
+  (text << ... << parts);
+  lines.push_back(debugLine(server == nullptr ? -1 : server - servers.data(), text.str()));
 }
 
 PlainServer* PlainPool::search() {
@@ -46,9 +53,7 @@ PlainServer* PlainPool::search() {
     std::int16_t lowest = 100;
     int count = 0;
     for (PlainServer* server = heads[list]; server != nullptr; server = server->next) {
-      tell("Server assigned to allocation list " + std::to_string(list) + " with load " +
-               std::to_string(server->load) + "%",
-           server);
+      tell(server, "Server assigned to allocation list ", list, " with load ", server->load, "%");
       if (server->load < lowest) {
         best = server;
         lowest = server->load;
@@ -59,16 +64,15 @@ PlainServer* PlainPool::search() {
       ++count;
       server->candidateMark = sequence;
     }
-    tell("Found " + std::to_string(count) + " servers as possible candidates to take the request", nullptr);
+    tell(nullptr, "Found ", count, " servers as possible candidates to take the request");
     if (count == 0) continue;
     if (count == 1) return best;
     PlainServer* chosen = best;
     for (PlainServer* server = best->next; server != nullptr; server = server->next) {
       if (server->candidateMark != sequence || server->lastAllocation >= chosen->lastAllocation) continue;
-      tell(
-          "Because multiple possible server candidates have been found, we prefer the least recently used "
-          "server (smallest allocation sequence number)",
-          server);
+      tell(server,
+           "Because multiple possible server candidates have been found, we prefer the least recently used "
+           "server (smallest allocation sequence number)");
       chosen = server;
     }
     return chosen;
@@ -79,7 +83,7 @@ PlainServer* PlainPool::search() {
 std::size_t PlainPool::allocate() {
   PlainServer* chosen = search();
   if (chosen != nullptr) {
-    tell("This server will be allocated to handle this request", chosen);
+    tell(chosen, "This server will be allocated to handle this request");
     Statistics& now = chosen->statistics;
     now.loadUsed = wrapAdd(now.loadUsed, 1);
     if (now.loadLimit != 0) chosen->load = loadPercent(now.loadUsed, now.loadLimit);
@@ -88,8 +92,8 @@ std::size_t PlainPool::allocate() {
     for (PlainServer* head : heads) {
       if (chosen == nullptr) chosen = head;
     }
-    tell("Failed to allocate the least busy server so we will allocate any server to handle the request",
-         chosen);
+    tell(chosen,
+         "Failed to allocate the least busy server so we will allocate any server to handle the request");
   }
   sequence = wrapAdd(sequence, 1);
   return static_cast<std::size_t>(chosen - servers.data());

@@ -21,12 +21,12 @@ struct PlainServer {
 class PlainPool {
  public:
   // All servers in list 0, the last one at its head.
-  PlainPool(std::size_t servers, std::int32_t sequence);
+  PlainPool(std::size_t servers, std::int32_t sequence, bool tells);
 
   void withhold(std::size_t server);
   void place(std::size_t server, const Statistics& statistics, std::int32_t bucketSize);
 
-  // The number of the server that is handed out. Adds the debug lines, each with its server's number or -1.
+  // The number of the server that is handed out. Adds the debug lines if it tells them.
   std::size_t allocate();
   std::vector<std::string> lines;
 
@@ -35,9 +35,11 @@ class PlainPool {
   PlainServer* heads[kAllocationLists + 1] = {};  // the last: the unallocated list
 
  private:
+  const bool tells_;
   PlainServer*& headOf(int list) { return heads[list < 0 ? kAllocationLists : list]; }
   void move(PlainServer& server, int list);
-  void tell(const std::string& text, const PlainServer* server);
+  template <typename... Parts>
+  void tell(const PlainServer* server, Parts... parts);
   PlainServer* search();
 };
 
