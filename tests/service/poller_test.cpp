@@ -68,7 +68,10 @@ TEST(TcpSocket, EitherCloseLeavesNothingToClose) {
     socket.create();
     const int number = socket.descriptor();
     orderly ? void(socket.orderlyClose()) : socket.abortiveClose();
-    EXPECT_TRUE(socket.descriptor() == 0 && fcntl(number, F_GETFD) == -1);
+    EXPECT_TRUE(socket.descriptor() == 0 && fcntl(number, F_GETFD) == -1 && socket.orderlyClose());
+    char byte = 0;
+    EXPECT_FALSE(socket.connectToAddress(0, 1) || socket.sendAll(&byte, 1) ||
+                 socket.receiveExactly(&byte, 1) || socket.bindAndListen(0));
   }
 }
 

@@ -76,7 +76,10 @@ TEST(MemoryBlocks, NegativeSizesAreRefusedAndLeaveTheBlockAlone) {
     FillMemory(text, size, 'q');
     FillMemory(text, 1, 'z');
     EXPECT_STREQ(text, "zabc");
+    text = static_cast<char*>(ReAllocBlock(text, 4096, 0));
+    EXPECT_STREQ(text, "zabc");
     FreeBlock(text);
+    FreeBlock(AllocBlock(0, 5));
   }
 }
 
@@ -190,6 +193,8 @@ TEST(CodePage, ForeignAndBrokenUtf8) {
   char narrow[] = "#";
   EXPECT_EQ(AnsiToUtf8(nullptr, narrow) + Utf8ToUtf32(nullptr, &wide) + narrow[0] + static_cast<int>(wide),
             0);
+  std::uint16_t unit = 1;
+  EXPECT_EQ(Utf32ToUtf8(nullptr, narrow) + Utf32ToUtf16(nullptr, &unit) + narrow[0] + unit, 0);
   EXPECT_TRUE(AnsiToUtf8Dup(nullptr) == nullptr && Utf8ToAnsiDup(nullptr) == nullptr);
 }
 
