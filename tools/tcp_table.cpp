@@ -3,6 +3,7 @@
 #include <netinet/in.h>
 
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <string_view>
 
@@ -35,8 +36,11 @@ void forEachTcpSocket(const std::string& path, const std::function<void(const Tc
     unsigned port = 0;
     unsigned state = 0;
     unsigned long number = 0;
-    if (std::sscanf(line.c_str(), " %*d: %32[0-9A-F]:%4X %*[0-9A-F]:%*4X %2X %*s %*s %*s %*s %*s %lu", local,
-                    &port, &state, &number) == 4) {
+    const int fields =
+        std::sscanf(line.c_str(), " %*d: %32[0-9A-F]:%4X %*[0-9A-F]:%*4X %2X %*s %*s %*s %*s %*s %lu", local,
+                    &port, &state, &number);
+    const std::size_t digits = std::strlen(local);
+    if (fields == 4 && (digits == kFourDigits || digits == kSixDigits)) {
       use({addressIn(local), static_cast<std::uint16_t>(port), static_cast<int>(state), number});
     }
   }

@@ -49,6 +49,7 @@ TEST(TcpTable, FindsEveryKindOfAddressOnce) {
       "00000000:00000000 00:00000000 00000000  33  0 4294967296 1 0\n"
       "   3: 00000000000000000000000001000000:0050 00000000000000000000000001000000:0051 06 "
       "00000000:00000000 00:00000000 00000000  33  0 0 1 0\n"
+      "5: 00000000FFFF0000B00007F01:1F90 00000000:0000 0A 0:0 0:0 0 0 0 1\n"  // of no family
       "cut short: 0B0000");
   std::string found;
   forEachTcpSocket(table, [&found](const TcpTableRow& s) {
