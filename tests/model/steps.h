@@ -19,9 +19,6 @@ extern const char*
 // number.
 int step(const char* what, int outcomes = 1, const std::function<bool()>& ready = nullptr);
 
-// Names memory that fibers change, besides their stacks and what they get by new.
-void share(void* memory, std::size_t size);
-
 inline void expect(bool holds, const char* otherwise) {
   if (!holds && failure == nullptr) failure = otherwise;
 }
@@ -37,7 +34,6 @@ class stepwise_atomic {
 
   void reach(const char* what, Order order, Order enough) {
     if (model::running < 0) return;
-    model::share(this, sizeof *this);
     model::step(what);
     model::expect(alive_ == 1, "an atomic is used after its end");
     const std::uint32_t bit = 1U << model::running;
@@ -88,3 +84,6 @@ class stepwise_atomic {
 };
 }  // namespace std
 #define atomic stepwise_atomic
+
+// What the service keeps outside of functions stands together, as a part of the state.
+#define constinit [[gnu::section("service_state")]]

@@ -30,6 +30,7 @@ using model::running;
 using model::step;
 
 int serviceMain(int argc, char** argv);
+extern "C" char __start_service_state[], __stop_service_state[];  // the linker's
 
 namespace {
 
@@ -58,11 +59,6 @@ struct {
 
 int pools, servers, polls;
 void* scheduler;
-std::vector<std::pair<void*, std::size_t>> shared{{&world, sizeof world},
-                                                  {&poolList, sizeof poolList},
-                                                  {&stopPolling, sizeof stopPolling},
-                                                  {&logLock, sizeof logLock}};
-
 // Leaves the registers that a function keeps, and the stack, in *from; takes up another stack.
 extern "C" void switchStacks(void* from, void* to);
 asm("switchStacks: pushq %rbp; pushq %rbx; pushq %r12; pushq %r13; pushq %r14; pushq %r15;"
@@ -97,7 +93,9 @@ void goOn(std::pair<int, int> choice) {
 // All that the future depends on, byte for byte.
 template <typename Move>
 void moveState(Move move) {
-  for (const auto& [memory, size] : shared) move(memory, size);
+  move(&world, sizeof world);
+  move(&logLock, sizeof logLock);
+  move(__start_service_state, static_cast<std::size_t>(__stop_service_state - __start_service_state));
   for (std::intptr_t i = 0; i < world.fibers; ++i) {
     move(&fibers[i], sizeof fibers[i]);
     move(fibers[i].end, static_cast<std::size_t>(memories[i].stack + kSize - fibers[i].end));
@@ -122,7 +120,6 @@ struct Node {
       for (int outcome = 0; outcome < fiber.outcomes; ++outcome) choices.emplace_back(i, outcome);
     }
   }
-  // Not for a node of before the first choice: memory that is shared is named until then.
   void restore() const {
     const char* next = state.data();
     moveState([&](void* to, std::size_t size) { std::memcpy(to, next, size), next += size; });
@@ -156,14 +153,6 @@ int model::step(const char* what, int outcomes, const std::function<bool()>& rea
   fiber.at = what, fiber.outcomes = outcomes, fiber.ready = &ready;
   switchStacks(&fiber.end, scheduler);
   return static_cast<int>(fiber.outcome);
-}
-
-void model::share(void* memory, std::size_t size) {
-  const int caller = std::exchange(running, -1);  // whose heap this is not for
-  bool known = memory >= memories && memory < memories + 4;
-  for (const auto& range : shared) known = known || range.first == memory;
-  if (!known) shared.emplace_back(memory, size);
-  running = caller;
 }
 
 // Orders that meet in one state go on as one.
