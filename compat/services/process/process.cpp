@@ -51,12 +51,11 @@ class IgnoredSignal {
   _exit(127);
 }
 
-// Runs a command in the shell. Returns the shell's wait status; that of a missing shell when no process is
-// left for it; -1 when it cannot be waited for.
+// Runs a command in the shell. Returns the shell's wait status, or -1.
 int runShell(const char* command) {
   const pid_t child = vfork();
   if (child == 0) becomeShell(command);
-  if (child < 0) return kShellStatus127;
+  if (child < 0) return kWaitFailed;
   const IgnoredSignal interrupt(SIGINT);
   const IgnoredSignal quit(SIGQUIT);
   int status = 0;
