@@ -37,8 +37,8 @@ void detailSearch(const ServerPool* pool, int index, const Choice& choice) NIMBO
   const ServerList& list = pool->allocationLists[index];
   char text[kDetailBytes];
   for (std::size_t place = 0; place < list.size(); ++place) {
-    std::snprintf(text, sizeof text, "Server assigned to allocation list %i with load %i%%",
-                  static_cast<std::int16_t>(index), list.row(place).load);
+    std::snprintf(text, sizeof text, "Server assigned to allocation list %i with load %i%%", index,
+                  list.row(place).load);
     detail(text, serverAt(pool, list, place));
   }
   std::snprintf(text, sizeof text, "Found %i servers as possible candidates to take the request",
@@ -58,14 +58,6 @@ void detailPreferred(const ServerPool* pool, const ServerList& list, const Choic
   }
 }
 
-// Counts the request at once, so that a burst spreads before the next poll brings fresh figures.
-void countRequest(ServerPool* pool, ServerList& list, std::size_t place) NIMBOXI_REQUIRES(poolGuard) {
-  Statistics& statistics = serverAt(pool, list, place)->statistics;
-  statistics.loadUsed = wrapAdd(statistics.loadUsed, 1);
-  if (statistics.loadLimit != 0) list.setLoad(place, loadPercent(statistics.loadUsed, statistics.loadLimit));
-  list.setLastAllocation(place, pool->allocationSequence);
-}
-
 // The search: the lowest list with a candidate wins, whatever the loads in later lists. Counts the request
 // against the server it finds; null when no list has one below 100 %.
 PoolServer* searchLists(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
@@ -77,7 +69,7 @@ PoolServer* searchLists(ServerPool* pool) NIMBOXI_REQUIRES(poolGuard) {
     if (detailed()) detailPreferred(pool, list, choice);
     PoolServer* chosen = serverAt(pool, list, choice.chosen);
     detail("This server will be allocated to handle this request", chosen);
-    countRequest(pool, list, choice.chosen);
+    list.countRequest(choice.chosen, chosen->statistics, pool->allocationSequence);
     return chosen;
   }
   return nullptr;

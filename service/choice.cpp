@@ -1,31 +1,19 @@
 #include "service/choice.h"
 
-#include <algorithm>
 #include <cstring>
 #include <limits>
 
 #include "service/balance.h"
 
-// A step is written in vectors of the compilers (both know them), made once for every processor of this kind
-// and once for those that hold a step's numbers in one register (since 2013); the loader picks. The
-// sanitizers are not there yet when the loader asks which.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define NIMBOLSP_WIDE_STEPS
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define NIMBOLSP_WIDE_STEPS
-#endif
-#endif
-#ifndef NIMBOLSP_WIDE_STEPS
-#define NIMBOLSP_WIDE_STEPS __attribute__((target_clones("avx2", "default")))
-#endif
-
 namespace nimbolsp {
 
 namespace {
 
-// A step's loads, and its other numbers. A comparison of two gives one whose places are -1 where it holds,
-// else 0; as a condition it chooses place by place.
+// Compiled into the function that calls it, and so for the processor that this one is for.
+#define NIMBOLSP_INLINE [[gnu::always_inline]] inline
+
+// A step's loads, and its other numbers, in vectors of the compilers: both know them. A comparison of two
+// gives one whose places are -1 where it holds, else 0; as a condition it chooses place by place.
 using Loads = std::int16_t __attribute__((vector_size(kRowsAtOnce * sizeof(std::int16_t))));
 using Numbers = std::int32_t __attribute__((vector_size(kRowsAtOnce * sizeof(std::int32_t))));
 
@@ -33,24 +21,28 @@ constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
 constexpr Numbers kPlaces = {0, 1, 2, 3, 4, 5, 6, 7};
 
 template <typename Vector, typename Value>
-inline void read(Vector& vector, const Value* from) {
+NIMBOLSP_INLINE void read(Vector& vector, const Value* from) {
   std::memcpy(&vector, from, sizeof vector);
 }
 
 // Folds a vector's upper half onto the lower one, three times: what is left in place 0 is of all places.
 template <typename Vector, typename Fold>
-inline auto foldAll(Vector& all, Fold fold) {
+NIMBOLSP_INLINE auto foldAll(Vector& all, Fold fold) {
   fold(all, __builtin_shufflevector(all, all, 4, 5, 6, 7, 4, 5, 6, 7));
   fold(all, __builtin_shufflevector(all, all, 2, 3, 2, 3, 2, 3, 2, 3));
   fold(all, __builtin_shufflevector(all, all, 1, 1, 1, 1, 1, 1, 1, 1));
   return all[0];
 }
 
-constexpr auto kLower = [](auto& all, const auto& other) { all = other < all ? other : all; };
-constexpr auto kSum = [](auto& all, const auto& other) { all += other; };
+constexpr auto kLower = [](auto& all, const auto& other) __attribute__((always_inline)) {
+  all = other < all ? other : all;
+};
+constexpr auto kSum = [](auto& all, const auto& other) __attribute__((always_inline)) {
+  all += other;
+};
 
 // The lowest load; kFullLoad when none is below.
-inline std::int16_t lowestLoad(const ListRows& rows) {
+NIMBOLSP_INLINE std::int16_t lowestLoad(const ListRows& rows) {
   Loads lowest = Loads{} + kFullLoad, loads;
   for (std::size_t i = 0; i < rows.count; i += kRowsAtOnce) {
     read(loads, rows.loads + i);
@@ -60,7 +52,7 @@ inline std::int16_t lowestLoad(const ListRows& rows) {
 }
 
 // Marks what is a candidate up to the first server of the lowest load, that one too, and returns its place.
-inline std::size_t markUpToFirst(const ListRows& rows, std::int16_t lowest, std::int32_t sequence) {
+NIMBOLSP_INLINE std::size_t markUpToFirst(const ListRows& rows, std::int16_t lowest, std::int32_t sequence) {
   std::int16_t least = kFullLoad - 1;
   for (std::size_t i = 0;; ++i) {
     if (rows.loads[i] > least) continue;
@@ -70,10 +62,7 @@ inline std::size_t markUpToFirst(const ListRows& rows, std::int16_t lowest, std:
   }
 }
 
-}  // namespace
-
-NIMBOLSP_WIDE_STEPS
-Choice chooseServer(ListRows rows, std::int32_t sequence) {
+NIMBOLSP_INLINE Choice choose(const ListRows& rows, std::int32_t sequence) {
   const std::int16_t lowest = lowestLoad(rows);
   if (lowest == kFullLoad) return {};
   const std::size_t first = markUpToFirst(rows, lowest, sequence);
@@ -108,6 +97,24 @@ Choice chooseServer(ListRows rows, std::int32_t sequence) {
   leastPlace = least == lowestLast ? leastPlace : kHighest;
   choice.chosen = static_cast<std::size_t>(foldAll(leastPlace, kLower));
   return choice;
+}
+
+// For processors that hold a step's numbers in one register (since 2013).
+[[gnu::target("avx2")]] Choice chooseInWideSteps(const ListRows& rows, std::int32_t sequence) {
+  return choose(rows, sequence);
+}
+
+}  // namespace
+
+Choice chooseInNarrowSteps(const ListRows& rows, std::int32_t sequence) {
+  return choose(rows, sequence);
+}
+
+// Asked for here and not left to the loader: clang++ before 18 makes nothing of `target_clones` but the wide
+// one.
+Choice chooseServer(const ListRows& rows, std::int32_t sequence) {
+  return __builtin_cpu_supports("avx2") ? chooseInWideSteps(rows, sequence)
+                                        : chooseInNarrowSteps(rows, sequence);
 }
 
 }  // namespace nimbolsp

@@ -69,7 +69,8 @@ bool trim(int file) {
   return lines.cutPoint() == 0 || moveToFront(file, lines.cutPoint());
 }
 
-// What finds no room to its end is taken back: half a line would join with the next report.
+// What finds no room to its end is taken back, unless another process has written behind it: half a line
+// would join with the next report.
 void appendTo(int file, std::string_view text) {
   off_t appended = 0;
   ssize_t written;
@@ -79,6 +80,7 @@ void appendTo(int file, std::string_view text) {
   }
   struct stat status {};
   if (text.empty() || appended == 0 || fstat(file, &status) != 0) return;
+  if (lseek(file, 0, SEEK_CUR) != status.st_size) return;
   static_cast<void>(ftruncate(file, status.st_size - appended) == 0);
 }
 

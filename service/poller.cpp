@@ -33,7 +33,7 @@ void logLoad(const PoolServer* server, std::int16_t load) {
 }
 
 // The exchange with the server. False, told in a debug line, when it does not go well.
-bool exchange(const PoolServer* server, PollReply& reply) {
+bool askServer(const PoolServer* server, PollReply& reply) {
   TcpSocket socket;
   socket.create();
   if (!socket.connectToAddress(server->ipAddress, server->port)) {
@@ -71,7 +71,7 @@ void storeReply(PoolServer* server, const Statistics& statistics) {
 void pollServer(PoolServer* server) {
   PollReply reply;
   if (!withhold(server)) return;
-  if (exchange(server, reply)) {
+  if (askServer(server, reply)) {
     storeReply(server, decodePollReply(reply));
   } else {
     withhold(server);  // it is withheld already: this does nothing

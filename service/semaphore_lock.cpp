@@ -1,5 +1,7 @@
 #include "service/semaphore_lock.h"
 
+#include <new>
+
 #include "nimboxi/handles.h"
 #include "nimboxi/synch.h"
 
@@ -7,6 +9,7 @@ namespace nimbolsp {
 
 void SemaphoreLock::create() {
   handle_ = CreateSemaphore(nullptr, 1, 1, nullptr);
+  if (handle_ == nullptr) throw std::bad_alloc();  // it would let everybody in
 }
 
 void SemaphoreLock::close() {

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 
+#include "service/balance.h"
+#include "service/wire/numbers.h"
+
 namespace nimbolsp {
 
 namespace {
 
-constexpr ServerRow kNoServer{-1, kLoadOfNoServer, INT32_MAX, 0};
+constexpr ServerRow kNoServer{-1, kLoadOfNoServer, kLastAllocationOfNoServer, 0};
 
 std::ptrdiff_t offset(std::size_t place) {
   return static_cast<std::ptrdiff_t>(place);
@@ -45,6 +48,12 @@ void ServerList::pushToHead(const ServerRow& row) {
     column.front() = row.*member;
   });
   ++size_;
+}
+
+void ServerList::countRequest(std::size_t place, Statistics& statistics, std::int32_t sequence) {
+  statistics.loadUsed = wrapAdd(statistics.loadUsed, 1);
+  if (statistics.loadLimit != 0) loads_[place] = loadPercent(statistics.loadUsed, statistics.loadLimit);
+  lastAllocations_[place] = sequence;
 }
 
 ServerRow ServerList::take(std::size_t place) {

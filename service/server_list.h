@@ -1,5 +1,5 @@
 // One of a pool's lists of servers: what a search reads of each, side by side in the order from the head.
-// Guarded by the pool's lock.
+// Pure; in the daemon guarded by the pool's lock.
 #pragma once
 
 #include <cstddef>
@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "service/choice.h"
+#include "service/wire/poll_protocol.h"
 
 namespace nimbolsp {
 
@@ -34,7 +35,10 @@ class ServerList {
   void pushToHead(const ServerRow& row);
   ServerRow take(std::size_t place);
   void setLoad(std::size_t place, std::int16_t load) { loads_[place] = load; }
-  void setLastAllocation(std::size_t place, std::int32_t sequence) { lastAllocations_[place] = sequence; }
+
+  // Counts a request against a server at once, so that a burst spreads before the next poll brings fresh
+  // figures. `statistics` are the server's own.
+  void countRequest(std::size_t place, Statistics& statistics, std::int32_t sequence);
 
   // Chooses a server and marks the candidates.
   Choice choose(std::int32_t sequence) {

@@ -45,7 +45,7 @@ bool isAllocationList(std::int16_t index) {
   return static_cast<std::uint16_t>(index) < kAllocationLists;
 }
 
-// Takes a server out of a list; a new row, and nothing changed, when it is not in it.
+// Takes a server out of a list; a new row, and nothing changed, when it is not in it, which does not happen.
 ServerRow unlinkFromList(ServerList& list, const PoolServer* server) NIMBOXI_REQUIRES(poolGuard) {
   const std::int16_t number = numberOf(server);
   const auto place = list.placeOf(number);

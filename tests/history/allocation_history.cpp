@@ -1,7 +1,8 @@
 #include "tests/history/allocation_history.h"
 
-#include <algorithm>
-#include <cstring>
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
 
 #include "compat/core/call_guard.h"
 #include "compat/services/errors/last_error.h"

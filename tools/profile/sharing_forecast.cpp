@@ -51,16 +51,13 @@ Lists listsOf(const std::vector<Share>& shares) {
 // Hands out one request. False when every counter is full, and some server had to do.
 bool handOut(std::vector<Share>& shares, Lists& lists, std::int32_t sequence) {
   const auto shareAt = [&](const ServerList& list, std::size_t place) -> Share& {
-    return shares[static_cast<std::size_t>(list.row(place).number)];
+    return shares[static_cast<std::size_t>(list.number(place))];
   };
   for (ServerList& list : std::span(lists).first(kAllocationLists)) {
     const Choice choice = list.choose(sequence);
     if (choice.candidates == 0) continue;
     Share& chosen = shareAt(list, choice.chosen);
-    Statistics& now = chosen.statistics;
-    now.loadUsed = wrapAdd(now.loadUsed, 1);
-    if (now.loadLimit != 0) list.setLoad(choice.chosen, loadPercent(now.loadUsed, now.loadLimit));
-    list.setLastAllocation(choice.chosen, sequence);
+    list.countRequest(choice.chosen, chosen.statistics, sequence);
     ++chosen.requests;
     return true;
   }

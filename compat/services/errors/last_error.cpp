@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <new>
 
 #include "nimboxi/call_guard.h"
 #include "nimboxi/errors.h"
@@ -21,9 +22,9 @@ struct ThreadLayerState {
 // besides, in a process with thousands. They outlive their threads, as the key has no destructor; the blocks
 // keep them reachable.
 struct RecordBlock {
-  ThreadLayerState records[256];
-  std::atomic<std::size_t> taken;
-  RecordBlock* next;
+  ThreadLayerState records[255] = {};
+  std::atomic<std::size_t> taken = 0;
+  RecordBlock* next = nullptr;
 };
 
 std::atomic<RecordBlock*> newestBlock{nullptr};
@@ -44,10 +45,10 @@ ThreadLayerState* newRecord() {
       const std::size_t number = newest->taken.fetch_add(1, std::memory_order_relaxed);
       if (number < std::size(newest->records)) return &newest->records[number];
     }
-    auto* block = static_cast<RecordBlock*>(std::calloc(1, sizeof(RecordBlock)));
+    auto* block = new (std::nothrow) RecordBlock;
     if (block == nullptr) return nullptr;
     block->next = newest;
-    if (!newestBlock.compare_exchange_strong(newest, block, std::memory_order_acq_rel)) std::free(block);
+    if (!newestBlock.compare_exchange_strong(newest, block, std::memory_order_acq_rel)) delete block;
   }
 }
 
@@ -62,6 +63,7 @@ ThreadLayerState* findState() {
 ThreadLayerState* findOrCreateState() {
   if (ThreadLayerState* state = findState()) return state;
   if (errorStateKey == kNoKey) return nullptr;
+  // Without memory for a key's value, which only the 32nd key and later ones need, the record stays unused.
   if (ThreadLayerState* state = newRecord()) SetThreadValue(errorStateKey, state);
   return findState();
 }

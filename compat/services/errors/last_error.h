@@ -4,7 +4,7 @@
 namespace nimboxi {
 
 // Creates the key, once a process, and drops the error text that all threads shared until now. Called by
-// LayerStartup after the key of the guard's depth.
+// LayerStartup.
 void createErrorStateKey();
 
 }  // namespace nimboxi
