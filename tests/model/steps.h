@@ -86,4 +86,7 @@ class stepwise_atomic {
 #define atomic stepwise_atomic
 
 // What the service keeps outside of functions stands together, as a part of the state.
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wkeyword-macro"  // it is meant to be hidden, in a test alone
+#endif
 #define constinit [[gnu::section("service_state")]]
