@@ -37,8 +37,8 @@ void detailSearch(const ServerPool* pool, int index, const Choice& choice) NIMBO
   const ServerList& list = pool->allocationLists[index];
   char text[kDetailBytes];
   for (std::size_t place = 0; place < list.size(); ++place) {
-    std::snprintf(text, sizeof text, "Server assigned to allocation list %i with load %i%%", index,
-                  list.row(place).load);
+    std::snprintf(text, sizeof text, "Server assigned to allocation list %i with load %i%%",
+                  static_cast<std::int16_t>(index), list.row(place).load);
     detail(text, serverAt(pool, list, place));
   }
   std::snprintf(text, sizeof text, "Found %i servers as possible candidates to take the request",
