@@ -103,6 +103,15 @@ TEST_F(AllocationTest, Choice) {
     EXPECT_EQ(allocate(), row.chosen);
     EXPECT_EQ(stateOf(row.chosen), row.stateAfter);
   }
+  fill({});
+  EXPECT_EQ(allocate(), "none");
+}
+
+TEST_F(AllocationTest, PoolsWhoseNamesHaveOneHashAreToldApart) {
+  char names[][3] = {"AB", "B#", "!"};  // 65 * 31 + 66 and 66 * 31 + 35; their lowest byte
+  ServerPool* pools[3];
+  for (int i = 0; i < 3; ++i) pools[i] = createPool(names[i], 1, 1000);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(findPool(names[i], std::strlen(names[i])), pools[i]) << names[i];
 }
 
 TEST_F(AllocationTest, DebugLinesOfLevelTwo) {

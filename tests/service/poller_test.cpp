@@ -70,7 +70,7 @@ TEST(TcpSocket, EitherCloseLeavesNothingToClose) {
     orderly ? void(socket.orderlyClose()) : socket.abortiveClose();
     EXPECT_TRUE(socket.descriptor() == 0 && fcntl(number, F_GETFD) == -1 && socket.orderlyClose());
     char byte = 0;
-    EXPECT_FALSE(socket.connectToAddress(0, 1) || socket.sendAll(&byte, 1) ||
+    EXPECT_FALSE(socket.connectToHost("127.0.0.1", 1) || socket.sendAll(&byte, 1) ||
                  socket.receiveExactly(&byte, 1) || socket.bindAndListen(0));
   }
 }

@@ -184,6 +184,7 @@ TEST(CodePage, ForeignAndBrokenUtf8) {
     return std::to_string(length) + ansi.c_str();
   };
   EXPECT_EQ(toAnsi("\xC2\x81"), "1\xBF") << "a control code that the page does not have";
+  EXPECT_EQ(toAnsi("\xE2\x98\x83"), "1\xBF") << "a character beyond all that the page has";
   EXPECT_EQ(toAnsi("\xC3)"), "1\xE9") << "continuation bytes are not checked";
   EXPECT_EQ(toAnsi("\x83\xA9x"), "2\xE9x") << "a stray continuation byte starts a two-byte form";
   EXPECT_EQ(toAnsi("\xF8\xFF!"), "3\xF8\xFF!") << "0xF8 and above stand for themselves";
