@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "nimboxi.h"
 #include "nimboxi/support/file_handle.h"
+#include "service/resources/resource_function.h"
 
 namespace {
 
@@ -28,6 +30,18 @@ void useProfiles() {
   tell("added", WritePrivateProfileString("There", "New", "1", "./added.ini"));
   char section[300];
   GetPrivateProfileSection("Here", section, sizeof section, kProfile);
+  WritePrivateProfileString("Here", "Key", "1", "/dev/null");  // no ordinary file
+}
+
+void useMemory() {
+  auto* text = static_cast<char*>(AllocBlock(0, 5));
+  if (text == nullptr) return;
+  std::strcpy(text, "text");
+  void* grown = ReAllocBlock(text, 100000, 0);
+  tell("kept", std::strcmp(static_cast<char*>(grown == nullptr ? text : grown), "text") == 0);
+  FreeBlock(grown == nullptr ? text : grown);
+  std::free(AnsiToUtf8Dup("\xE9"));
+  std::free(Utf8ToAnsiDup("\xC3\xA9"));
 }
 
 void useFiles() {
@@ -94,6 +108,9 @@ void useModules(const char* name) {
   if (module != nullptr) {
     GetProcAddress(module, "reportCallsTo");
     GetModuleFileName(module, text, sizeof text);
+    for (const intptr_t operation : {RESOURCE_ATTACH, RESOURCE_ATTACH, RESOURCE_DETACH, RESOURCE_DETACH}) {
+      OSresFunc(operation, reinterpret_cast<intptr_t>(module), 0, 0);  // its file has no resource block
+    }
     const auto* number = reinterpret_cast<const char*>(std::uintptr_t{7});
     if (ResourceInfo* resource = FindResource(module, number, reinterpret_cast<const char*>(RT_RCDATA))) {
       LoadResource(module, resource);
@@ -103,6 +120,12 @@ void useModules(const char* name) {
     FreeLibrary(module);
   }
   tell("loaded", module != nullptr);
+}
+
+void useResources() {
+  ResourceInfo* dialog = FindResource(MAIN_MODULE_HANDLE, nullptr, reinterpret_cast<const char*>(RT_DIALOG));
+  LockResource(LoadResource(MAIN_MODULE_HANDLE, dialog));
+  FreeResource(dialog);
 }
 
 void usePort() {
@@ -126,7 +149,9 @@ void runCommands() {
 }  // namespace
 
 int main(int, char** arguments) {
-  tell("started", LayerStartup("./torture_layer", nullptr, 0));
+  tell("started", LayerStartup("./torture_layer", OSresFunc, 0));
+  useMemory();
+  useResources();
   useProfiles();
   useFiles();
   useThreads();
