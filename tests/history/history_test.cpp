@@ -29,8 +29,9 @@ TEST(Choice, IsTheSameInStepsOfEitherWidth) {
     std::vector<std::int16_t> loads(count);
     std::vector<std::int32_t> last(count), marks(count);
     const int loadKinds = 1 + static_cast<int>(random() % 8), marked = static_cast<int>(random() % 3);
+    const int lowest = 93 + static_cast<int>(random() % 8);
     for (std::size_t k = 0; k < count; ++k) {
-      loads[k] = static_cast<std::int16_t>(96 + static_cast<int>(random()) % loadKinds);
+      loads[k] = static_cast<std::int16_t>(lowest + static_cast<int>(random()) % loadKinds);
       last[k] = random() % 8 == 0 ? INT32_MAX : static_cast<std::int32_t>(random() % 5);
       marks[k] = static_cast<std::int32_t>(random() % 3);
     }
