@@ -104,7 +104,10 @@ TEST_F(LogFileTest, LineBeginsWithTheLocalTimeOfTheZoneOfTheMoment) {
   clearLog();
   setenv("TZ", "TEST-05:30", 1);
   const std::time_t before = std::time(nullptr);
-  for (LogWriter writer; const char* part : {"no", "w\n"}) writer.writeText(part);
+  {
+    LogWriter writer;
+    for (const char* part : {"no", "w\n"}) writer.writeText(part);
+  }
   const std::string line = rawLog();
   std::tm stamped{};
   ASSERT_STREQ(strptime(line.c_str(), "%a %b %e %H:%M:%S %Y", &stamped), " now\n");
