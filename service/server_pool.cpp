@@ -88,6 +88,7 @@ ServerPool* createPool(const char* name, std::int16_t serverCount, std::int32_t 
   auto* pool = new ServerPool;
   std::strncpy(pool->name, name, kNameSize - 1);
   pool->nameLength = lstrlen(pool->name);
+  ServerPool*& newestAlike = poolsByHash[foldName(pool->name, static_cast<std::size_t>(pool->nameLength))];
   pool->serverCount = serverCount;
   const auto count = static_cast<std::size_t>(serverCount);
   pool->servers = std::make_unique<PoolServer[]>(count);
@@ -99,7 +100,6 @@ ServerPool* createPool(const char* name, std::int16_t serverCount, std::int32_t 
   pool->users.open();
   pool->next = poolList;
   poolList = pool;
-  ServerPool*& newestAlike = poolsByHash[foldName(pool->name, static_cast<std::size_t>(pool->nameLength))];
   pool->nextAlike = newestAlike;
   newestAlike = pool;
   return pool;
