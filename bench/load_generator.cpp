@@ -36,9 +36,10 @@ namespace {
 using namespace nimbolsp;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint32_t kLate =
-    900'000;  // microseconds: the system tries a connection again after one second
-constexpr std::int64_t kSlice = 10'000;
+using std::chrono::nanoseconds;
+
+constexpr std::chrono::milliseconds kLate{900};  // the system tries a connection again after one second
+constexpr std::chrono::milliseconds kSlice{10};
 constexpr int kPatience = 60;  // seconds beyond the run's own, then SIGALRM ends a run that hangs
 
 struct Plan {
@@ -52,8 +53,8 @@ struct Plan {
 };
 
 struct Timed {
-  std::uint32_t start;  // microseconds since the run's begin
-  std::uint32_t duration;
+  nanoseconds start;  // since the run's begin
+  nanoseconds duration;
 };
 
 struct Answer {
@@ -122,10 +123,6 @@ void runClient(const Plan& plan, const Addresses& allowed, Clock::time_point beg
   const std::string request = requestOf(plan);
   const auto end = begin + std::chrono::duration<double>(plan.seconds);
   std::array<char, 512> buffer;
-  const auto since = [](Clock::time_point from, Clock::time_point to) {
-    return static_cast<std::uint32_t>(
-        std::chrono::duration_cast<std::chrono::microseconds>(to - from).count());
-  };
   record.handedOut.resize(allowed.size());
   const auto goesOn = [&] { return plan.requests > 0 ? asked++ < plan.requests : Clock::now() < end; };
   while (goesOn()) {
@@ -134,32 +131,33 @@ void runClient(const Plan& plan, const Addresses& allowed, Clock::time_point beg
     const auto found = allowed.find(answer.text);
     if (found != allowed.end()) {
       ++record.handedOut[found->second];
-      record.times.push_back({since(begin, start), since(start, answer.end)});
+      record.times.push_back({start - begin, answer.end - start});
     } else {
       ++(answer.text.empty() ? record.failed : record.wrong);
     }
   }
 }
 
-std::uint32_t percentile(std::vector<Timed>& times, double share) {
+// In microseconds.
+double percentile(std::vector<Timed>& times, double share) {
   if (times.empty()) return 0;
   const auto place =
       times.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(times.size() - 1) * share);
   std::ranges::nth_element(times, place, {}, &Timed::duration);
-  return place->duration;
+  return static_cast<double>(place->duration.count()) / 1000;
 }
 
 void writeSeries(const char* path, const std::vector<Timed>& times) {
   std::vector<std::vector<Timed>> slices;
   for (const Timed& timed : times) {
-    const std::size_t slice = timed.start / kSlice;
+    const auto slice = static_cast<std::size_t>(timed.start / kSlice);
     if (slice >= slices.size()) slices.resize(slice + 1);
     slices[slice].push_back(timed);
   }
   std::ofstream file(path);
   file << "milliseconds,requests,median,longest\n";
   for (std::size_t i = 0; i < slices.size(); ++i) {
-    file << i * kSlice / 1000 << ',' << slices[i].size() << ',' << percentile(slices[i], 0.5) << ','
+    file << i * kSlice.count() << ',' << slices[i].size() << ',' << percentile(slices[i], 0.5) << ','
          << percentile(slices[i], 1) << '\n';
   }
 }
@@ -188,8 +186,8 @@ bool report(const Plan& plan, std::vector<Record>& records, double seconds, doub
   const auto late = std::ranges::count_if(all.times, [](const Timed& t) { return t.duration > kLate; });
   const auto used = std::ranges::count_if(all.handedOut, [](std::uint32_t times) { return times > 0; });
   std::printf(
-      "requests=%zu wrong=%ld failed=%ld late=%td seconds=%.4f rate=%.1f p50=%u p99=%u p999=%u "
-      "longest=%u servers=%td processor=%.6f\n",
+      "requests=%zu wrong=%ld failed=%ld late=%td seconds=%.4f rate=%.1f p50=%.2f p99=%.2f p999=%.2f "
+      "longest=%.2f servers=%td processor=%.6f\n",
       all.times.size(), all.wrong, all.failed, late, seconds, static_cast<double>(all.times.size()) / seconds,
       percentile(all.times, 0.5), percentile(all.times, 0.99), percentile(all.times, 0.999),
       percentile(all.times, 1), used, processor);
