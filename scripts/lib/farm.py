@@ -6,7 +6,6 @@ import pathlib
 import random
 import resource
 import shutil
-import signal
 import socket
 import subprocess
 import sys
@@ -14,6 +13,9 @@ import tempfile
 import time
 
 sys.dont_write_bytecode = True
+import harness  # noqa: E402  beside this file, which is on the path of whoever imports it
+from harness import resident_kib  # noqa: E402, F401  also for those who import this
+
 root = pathlib.Path(__file__).resolve().parent.parent.parent
 SERVER_CORE, OTHER_CORE = 0, 1  # one for what is measured and what asks it, one for the servers it polls
 
@@ -44,8 +46,7 @@ class Farm:
         resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
 
     def __enter__(self):
-        for number in (signal.SIGTERM, signal.SIGHUP):
-            signal.signal(number, lambda *_: sys.exit(130))
+        harness.end_in_order()
         return self
 
     def __exit__(self, *_):
@@ -61,12 +62,8 @@ class Farm:
 
     def profile(self, sizes, poll_timer, port, **setup):
         """The text of a profile of pools Web1, Web2... with so many servers each."""
-        lines = ["[Setup]", f"Port={port}"] + [f"{key}={value}" for key, value in setup.items()]
-        lines += [f"Pool{pool}=Web{pool}" for pool in range(1, len(sizes) + 1)]
-        for pool, servers in enumerate(sizes, 1):
-            lines += ["", f"[Web{pool}]", f"PollTimer={poll_timer}"]
-            lines += [f"Server{i}={address}" for i, address in enumerate(self.addresses([pool], servers), 1)]
-        return "\r\n".join(lines) + "\r\n"
+        pools = {f"Web{pool}": self.addresses([pool], servers) for pool, servers in enumerate(sizes, 1)}
+        return harness.profile(port, pools, " ".join(f"{key}={value}" for key, value in setup.items()), poll_timer)
 
     def start(self, command, ready="", core=None, folder=None, **options):
         """Starts a program and returns when it has printed a line with `ready`, for 60 s at most. Its `took` is the time
@@ -145,8 +142,3 @@ def main_thread_time(process):
 def processor_time(process):
     """The same of all threads."""
     return time.clock_gettime((~process.pid << 3) | 2)
-
-
-def resident_kib(process):
-    words = pathlib.Path(f"/proc/{process.pid}/status").read_text().split()
-    return int(words[words.index("VmRSS:") + 1])

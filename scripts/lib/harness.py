@@ -31,6 +31,12 @@ class Ended(Exception):
     """A process has ended, or not done what it should, in time."""
 
 
+def resident_kib(process):
+    """The memory of a process that is in use."""
+    status = pathlib.Path(f"/proc/{process.pid}/status").read_text(encoding="ascii")
+    return int(re.search(r"VmRSS:\s+(\d+)", status)[1])
+
+
 def until(condition, seconds, pause=0.002):
     """Whether the condition came to hold within so many seconds."""
     end = time.monotonic() + seconds
@@ -62,8 +68,7 @@ class Scope:
 
     def memory(self):
         """Resident, in KiB."""
-        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text(encoding="ascii")
-        return int(re.search(r"VmRSS:\s+(\d+)", status)[1])
+        return resident_kib(self.process)
 
 
 class Simulation(Scope):
@@ -78,7 +83,6 @@ class Simulation(Scope):
         if lines[-1] != "ready\n":
             raise Ended("the simulated servers did not start")
         self.addresses = [line.split()[0] for line in lines[:-1]]
-
 
     def end(self):
         """All servers go at once."""
@@ -99,11 +103,11 @@ class Port:
         self.reservation.close()
 
 
-def profile(port, pools, setup=""):
-    """The text of a profile. pools: name to its servers; every one is polled each second."""
+def profile(port, pools, setup="", poll_timer=1):
+    """The text of a profile. pools: name to its servers; setup: further entries, with blanks between them."""
     lines = ["[Setup]", f"Port={port}"] + [f"Pool{i}={name}" for i, name in enumerate(pools, 1)] + setup.split()
     for name, servers in pools.items():
-        lines += ["", f"[{name}]", "PollTimer=1"] + [f"Server{i}={text}" for i, text in enumerate(servers, 1)]
+        lines += ["", f"[{name}]", f"PollTimer={poll_timer}"] + [f"Server{i}={text}" for i, text in enumerate(servers, 1)]
     return "\r\n".join(lines) + "\r\n"
 
 
