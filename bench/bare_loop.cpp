@@ -2,9 +2,8 @@
 // the same text, by the eight calls that the daemon makes for one, until it is sent the message that stops
 // the daemon.
 //   bare_loop PORT TEXT
-//   bare_loop PORT TEXT SECONDS <ADDRESSES    first starts a thread for each ADDRESS:PORT of standard input,
-//   which
-//                                             polls it every SECONDS by the daemon's calls
+//   bare_loop PORT TEXT SECONDS <ADDRESSES    first starts a thread for each ADDRESS:PORT of standard input
+//                                             that polls it every SECONDS, by the daemon's calls
 // Prints "started" once it listens; no part of the product.
 #include <netinet/in.h>
 #include <pthread.h>

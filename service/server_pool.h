@@ -71,7 +71,8 @@ struct PoolServer {
   std::int16_t listIndex NIMBOXI_GUARDED_BY(poolGuard) = 0;  // 0 to 9; -1 for the unallocated list
 };
 
-// Holds a pool's lock to the end of the scope. Blocks until it is free.
+// Holds a pool's lock to the end of the scope; the analysis is told that it is `poolGuard`, and looks no
+// further. Blocks until it is free.
 class NIMBOXI_SCOPED_CAPABILITY PoolHold {
  public:
   explicit PoolHold(ServerPool* pool) NIMBOXI_ACQUIRE(poolGuard)
