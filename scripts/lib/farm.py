@@ -12,9 +12,8 @@ import sys
 import tempfile
 import time
 
-sys.dont_write_bytecode = True
-import harness  # noqa: E402  beside this file, which is on the path of whoever imports it
-from harness import resident_kib  # noqa: E402, F401  also for those who import this
+import harness  # beside this file, which is on the path of whoever imports it
+from harness import resident_kib  # noqa: F401  also for those who import this
 
 root = pathlib.Path(__file__).resolve().parent.parent.parent
 SERVER_CORE, OTHER_CORE = 0, 1  # one for what is measured and what asks it, one for the servers it polls
