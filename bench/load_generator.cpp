@@ -1,7 +1,8 @@
 // The clients of a measurement: each asks for a server over a new connection, again and again. Every answer
 // is held against the addresses that may be handed out, which come on standard input, one a line. Prints one
 // line of key=value: requests, wrong and failed ones, those above 0.9 s, the rate, times in microseconds, and
-// how many of the addresses were handed out. Exit status 1 when an answer was wrong or missing.
+// how many of the addresses were handed out. Exit status 1 when an answer was wrong or missing, or none asked
+// for.
 //   load_generator -p PORT [-c CLIENTS] [-n REQUESTS | -t SECONDS] [-r] [-s FILE] POOL <ADDRESSES
 //     -c  1 to 6 at once (default 1), each a thread: more than six find no place in the daemon's backlog
 //     -n  requests of all clients together; -t how long they ask (default 1 second)
@@ -172,7 +173,7 @@ double processorTime() {
   return seconds(used.ru_utime) + seconds(used.ru_stime);
 }
 
-// The records of all clients, printed as one. True when every answer was right.
+// The records of all clients, printed as one. True when there were answers and every one was right.
 bool report(const Plan& plan, std::vector<Record>& records, double seconds, double processor) {
   Record all = std::move(records.front());
   for (Record& record : records) {
@@ -191,7 +192,7 @@ bool report(const Plan& plan, std::vector<Record>& records, double seconds, doub
       all.times.size(), all.wrong, all.failed, late, seconds, static_cast<double>(all.times.size()) / seconds,
       percentile(all.times, 0.5), percentile(all.times, 0.99), percentile(all.times, 0.999),
       percentile(all.times, 1), used, processor);
-  return all.wrong == 0 && all.failed == 0;
+  return !all.times.empty() && all.wrong == 0 && all.failed == 0;
 }
 
 bool parse(int argc, char** argv, Plan& plan) {
@@ -236,7 +237,9 @@ int main(int argc, char** argv) {
   std::vector<std::string> texts;
   for (std::string line; std::getline(std::cin, line);) texts.push_back(line);
   Addresses allowed;
-  for (const std::string& text : texts) allowed.emplace(text, allowed.size());
+  for (const std::string& text : texts) {
+    if (!text.empty()) allowed.emplace(text, allowed.size());  // what failed has an empty answer
+  }
 
   alarm(static_cast<unsigned>(plan.seconds) + static_cast<unsigned>(plan.requests / 100) + kPatience);
   std::vector<Record> records(static_cast<std::size_t>(plan.clients));
