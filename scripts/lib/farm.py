@@ -67,6 +67,8 @@ class Farm:
     def start(self, command, ready="", core=None, folder=None, **options):
         """Starts a program and returns when it has printed a line with `ready`, for 60 s at most. Its `took` is the time
         from the start to there, in seconds."""
+        if not shutil.which(command[0]):
+            sys.exit(f"{command[0]} is missing: scripts/install-dependencies bench")
         folder = folder or self.folder
         out = pathlib.Path(tempfile.mkstemp(prefix="out.", dir=folder)[1])
         pin = ["taskset", "-c", str(core)] if core is not None else []

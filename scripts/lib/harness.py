@@ -16,15 +16,15 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 
 
 class Build:
-    """The programs of a preset."""
+    """The programs of a preset; `needed` are further files."""
 
-    def __init__(self, preset="release"):
+    def __init__(self, preset="release", *needed):
         self.folder = ROOT / "build" / preset
         self.daemon = self.folder / "nimbolsp"
         self.control = self.folder / "tools/nimbolspctl"
-        for program in (self.daemon, self.control):
+        for program in (self.daemon, self.control, *map(self.folder.joinpath, needed)):
             if not program.exists():
-                raise SystemExit(f"{program} is not built")
+                raise SystemExit(f"{program} is not built: scripts/test {preset}")
 
 
 class Ended(Exception):
@@ -32,9 +32,12 @@ class Ended(Exception):
 
 
 def resident_kib(process):
-    """The memory of a process that is in use."""
-    status = pathlib.Path(f"/proc/{process.pid}/status").read_text(encoding="ascii")
-    return int(re.search(r"VmRSS:\s+(\d+)", status)[1])
+    """The memory of a process that is in use; 0 when it has ended."""
+    try:
+        found = re.search(r"VmRSS:\s+(\d+)", pathlib.Path(f"/proc/{process.pid}/status").read_text(encoding="ascii"))
+    except OSError:
+        found = None
+    return int(found[1]) if found else 0
 
 
 def until(condition, seconds, pause=0.002):
@@ -64,10 +67,13 @@ class Scope:
                 stream.close()
 
     def descriptors(self):
-        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+        """How many are open; 0 when it has ended."""
+        try:
+            return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+        except OSError:  # of one that ends nobody but root may look
+            return 0
 
     def memory(self):
-        """Resident, in KiB."""
         return resident_kib(self.process)
 
 
