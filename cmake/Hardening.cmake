@@ -25,7 +25,7 @@ function(nimbolsp_harden_target target type)
     list(APPEND compile -Wno-restrict)  # a false alarm of g++ 12 at -O3, in its own header: "x" + std::string
   endif()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    list(APPEND compile -Wthread-safety -Wthread-safety-beta)
+    list(APPEND compile -Wthread-safety -Wthread-safety-beta -Wreserved-identifier -Wreserved-macro-identifier)
   endif()
   set(link -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
   if(NIMBOLSP_SANITIZE STREQUAL "address")
