@@ -19,6 +19,7 @@ endfunction()
 function(nimbolsp_harden_target target type)
   set_target_properties(${target} PROPERTIES
     CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  get_target_property(own ${target} COMPILE_OPTIONS)
   set(compile -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast
       -Wcast-align -Wformat=2 -fstack-protector-strong)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
@@ -37,7 +38,7 @@ function(nimbolsp_harden_target target type)
   elseif(NIMBOLSP_SANITIZE STREQUAL "thread")
     list(APPEND compile -fsanitize=thread -fno-omit-frame-pointer)
     list(APPEND link -fsanitize=thread)
-  else()
+  elseif(NOT "-O0" IN_LIST own)
     # Fortified calls need optimisation, and hide errors from the sanitizers.
     set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
     list(APPEND compile $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=2>)
