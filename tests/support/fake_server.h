@@ -52,13 +52,13 @@ class FakeServer {
     });
   }
 
-  // How many polls it has seen and dealt with, and the bytes of the last request.
+  // How many polls it has answered or is about to, and the bytes of the last request.
   int polls() const { return polls_; }
   std::string lastRequest() {
     const std::lock_guard lock(mutex_);
     return lastRequest_;
   }
-  // Waits until `count` more polls have been dealt with. False at the far deadline.
+  // Waits until `count` more polls have come. False at the far deadline.
   bool waitForPolls(int count) {
     return eventually([this, wanted = polls_ + count] { return polls_ >= wanted; });
   }
@@ -73,12 +73,12 @@ class FakeServer {
     const std::string request = connection.receive(nimbolsp::kPollRequestSize);
     const std::lock_guard lock(mutex_);
     lastRequest_ = request;
+    ++polls_;  // before the answer, which may end what waits for it
     const std::size_t packet = manner_ == kDribble ? 1 : bytes_.size();
     for (std::size_t at = 0; at < bytes_.size(); at += packet) connection.send(bytes_.substr(at, packet));
     if (manner_ == kReset) connection.reset();
     if (manner_ == kKeepOpen) keptOpen_.push_back(std::move(connection));
     connection.close();
-    ++polls_;
   }
 
   Descriptor listening_{bindPort()};  // only bound while it refuses
